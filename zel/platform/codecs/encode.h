@@ -1,0 +1,39 @@
+#pragma once
+#include <zel/platform/graphics/cg_image.h>
+
+// Pictures to bytes. Rows flow from the picture's decoder into the encoder where they can; results are the same for any
+// number of threads. Absent with the reason noted where the picture cannot be decoded or the format cannot hold it.
+namespace zel {
+
+struct PngOptions {
+    double dpiX = 0, dpiY = 0;      ///< recorded where above 0
+    bool smallest = false;          ///< the smallest file that we can make, whatever the time
+};
+/// 8 or 16 bits, grey or colour, straight alpha; the profile is embedded where it is not sRGB.
+std::optional<Data> encodePng(const Ref<const CGImage>& image, const PngOptions& options);
+
+struct TiffOptions {
+    double dpiX = 0, dpiY = 0;
+};
+/// LZW with predictor. `missingPart` where the TIFF module is not installed.
+std::optional<Data> encodeTiff(const Ref<const CGImage>& image, const TiffOptions& options);
+
+/// A picture made ready to be encoded as JPEG at any number of qualities: laid over white, colours converted to planes
+/// once. 4:2:0 below quality 0.97, 4:4:4 from there; grey pictures get one component. JFIF header first.
+/// Quality 0...1 is libjpeg's 100 q, not rounded to whole numbers: tables are scaled by a real factor.
+/// The same quality gives the same bytes, whatever the call and the number of threads. Safe on several threads.
+class JpegEncoder {
+public:
+    /// Null with the reason noted.
+    static Ref<JpegEncoder> make(const Ref<const CGImage>& image);
+    std::optional<Data> encode(double quality) const;
+    /// The size of what `encode` gives. Where it passes `limit` (0 = none) counting may stop early with any figure above it.
+    std::optional<std::uint64_t> countBytes(double quality, std::uint64_t limit = 0) const;
+
+private:
+    JpegEncoder() = default;
+    struct State;
+    Ref<State> state_;
+};
+
+} // namespace zel

@@ -1,0 +1,36 @@
+#pragma once
+#include <zel/export.h>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zel {
+
+class URL;
+
+/// A shared object; null means absent.
+template <class T>
+using Ref = std::shared_ptr<T>;
+
+/// Encoded bytes. (Not a bare vector: GCC 12 would take label structs for its list of elements.)
+class Data {
+public:
+    Data() = default;
+    explicit Data(std::vector<std::uint8_t> bytes) : bytes_(std::move(bytes)) {}
+    const std::uint8_t* data() const { return bytes_.data(); }
+    std::size_t size() const { return bytes_.size(); }
+    bool empty() const { return bytes_.empty(); }
+    std::span<const std::uint8_t> span() const { return bytes_; }
+    static std::optional<Data> read(const URL& file);
+    bool write(const URL& file) const;             ///< whole or not at all
+    friend bool operator==(const Data&, const Data&) = default;
+
+private:
+    std::vector<std::uint8_t> bytes_;
+};
+
+} // namespace zel

@@ -13,7 +13,10 @@ public:
     /// Empty when a side is below 1 or the memory cannot be had. Contents are undefined.
     PixelBuffer(int width, int height, int bytesPerPixel = 4);
     ~PixelBuffer();
-    PixelBuffer(PixelBuffer&& other) noexcept : pixels_(std::exchange(other.pixels_, {})), bytes_(std::exchange(other.bytes_, 0)) {}
+    PixelBuffer(PixelBuffer&& other) noexcept
+        : pixels_(std::exchange(other.pixels_, {})), bytes_(std::exchange(other.bytes_, 0))
+    {
+    }
     PixelBuffer& operator=(PixelBuffer&& other) noexcept;
     PixelBuffer(const PixelBuffer&) = delete;
     PixelBuffer& operator=(const PixelBuffer&) = delete;

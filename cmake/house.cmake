@@ -37,7 +37,7 @@ macro(zel_library)
   find_package(Threads REQUIRED)
   add_library(ZelImaging SHARED ${PROJECT_SOURCE_DIR}/zel/zel.h)
   add_library(ZelImaging::ZelImaging ALIAS ZelImaging)
-  set_target_properties(ZelImaging PROPERTIES OUTPUT_NAME zelimaging LINKER_LANGUAGE CXX
+  set_target_properties(ZelImaging PROPERTIES OUTPUT_NAME zelimaging LINKER_LANGUAGE CXX INSTALL_RPATH ""
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
   target_compile_features(ZelImaging PUBLIC cxx_std_20)
   target_include_directories(ZelImaging PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
@@ -75,7 +75,7 @@ macro(zel_module name)
     add_library(zel_${name}_module MODULE ${sources})
     target_include_directories(zel_${name}_module PRIVATE ${PROJECT_SOURCE_DIR})
     target_link_libraries(zel_${name}_module PRIVATE zel_settings ${arg_LIBRARIES})
-    set_target_properties(zel_${name}_module PROPERTIES PREFIX "" OUTPUT_NAME zel-${name}
+    set_target_properties(zel_${name}_module PROPERTIES PREFIX "" OUTPUT_NAME zel-${name} INSTALL_RPATH ""
       LIBRARY_OUTPUT_DIRECTORY ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/zelimaging)
     list(APPEND ZEL_MODULES zel_${name}_module)
   endif()

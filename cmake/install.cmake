@@ -14,6 +14,7 @@ install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} 
 
 # Which headers are public is found out when they are installed, so that an edited include never leaves a stale list.
 install(CODE "
+  cmake_minimum_required(VERSION 3.25)
   include(${PROJECT_SOURCE_DIR}/cmake/public_headers.cmake)
   zel_public_headers(${PROJECT_SOURCE_DIR} headers)
   foreach(header IN LISTS headers)

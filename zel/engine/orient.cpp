@@ -1,5 +1,6 @@
-#include <zel/engine/fill.h>
 #include <zel/engine/orient.h>
+
+#include <zel/engine/fill.h>
 #include <zel/engine/orient_kernels.h>
 #include <zel/engine/parallel.h>
 

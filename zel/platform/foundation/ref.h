@@ -17,7 +17,7 @@ template <class T>
 using Ref = std::shared_ptr<T>;
 
 /// Encoded bytes. (Not a bare vector: GCC 12 would take label structs for its list of elements.)
-class Data {
+class ZEL_API Data {
 public:
     Data() = default;
     explicit Data(std::vector<std::uint8_t> bytes) : bytes_(std::move(bytes)) {}
@@ -25,8 +25,12 @@ public:
     std::size_t size() const { return bytes_.size(); }
     bool empty() const { return bytes_.empty(); }
     std::span<const std::uint8_t> span() const { return bytes_; }
+    /// The bytes of a regular file; absent, with the reason noted, for what is missing, cannot be read, is no regular file
+    /// or is larger than `ZelLimits::inputBytes`.
     static std::optional<Data> read(const URL& file);
-    bool write(const URL& file) const;             ///< whole or not at all
+    /// Writes a regular file, whole or not at all: readers see the old bytes or these. The folder must be there. False,
+    /// with the reason noted, where the file is as it was.
+    bool write(const URL& file) const;
     friend bool operator==(const Data&, const Data&) = default;
 
 private:

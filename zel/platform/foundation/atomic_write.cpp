@@ -1,0 +1,251 @@
+#include <zel/platform/foundation/atomic_write.h>
+#include <zel/platform/foundation/file_calls.h>
+#include <zel/platform/foundation/guards.h>
+#include <zel/platform/foundation/notes.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+// The folder is opened once and everything in it reached through that descriptor: a folder that is moved or replaced
+// meanwhile cannot send the rename elsewhere.
+namespace zel {
+namespace {
+
+constexpr int mostLinks = 40;      // what the kernel follows, too
+constexpr mode_t permissions = 0777;
+
+/// Where the file will stand.
+struct Place {
+    FileHandle folder;
+    bool folderCanSync = true;
+    std::string name;
+    struct stat old {};            ///< of what stands there, not followed
+    bool exists = false;
+};
+
+// A reason to fail with; empty while all is well.
+using Reason = std::string;
+
+Reason openFolder(const FileHandle* from, const std::string& path, Place& place)
+{
+    const auto open = [&](int flags) {
+        return from == nullptr ? openFile(path, flags | O_DIRECTORY) : openFileAt(*from, path, flags | O_DIRECTORY);
+    };
+    FileHandle folder = open(O_RDONLY);
+    place.folderCanSync = static_cast<bool>(folder);
+    // A folder may be writable and not readable.
+    if (!folder && errno == EACCES)
+        folder = open(O_PATH);
+    if (!folder)
+        return errno == ENOENT ? "there is no such folder" : errorText(errno);
+    place.folder = std::move(folder);
+    return {};
+}
+
+Reason lookAt(Place& place)
+{
+    place.exists = fileCalls().fstatat(place.folder.get(), place.name.c_str(), &place.old, AT_SYMLINK_NOFOLLOW) == 0;
+    return place.exists || errno == ENOENT ? Reason{} : errorText(errno);
+}
+
+std::optional<std::string> linkText(const Place& place)
+{
+    std::string text(PATH_MAX, '\0');
+    const ssize_t length = fileCalls().readlinkat(place.folder.get(), place.name.c_str(), text.data(), text.size());
+    if (length < 0)
+        return std::nullopt;
+    text.resize(static_cast<std::size_t>(length));
+    return text;
+}
+
+// A link counts as what it leads to: nobody wants the entry of a device replaced by a picture, and those of /dev lead into
+// /proc, where even regular files are somebody's open descriptors.
+Reason refusalOfLink(const Place& place, const std::string& text)
+{
+    struct stat end {};
+    if (text.starts_with("/proc/"))
+        return "it leads to a descriptor of a process";
+    if (fileCalls().fstatat(place.folder.get(), place.name.c_str(), &end, 0) != 0)
+        return errno == ENOENT ? Reason{} : errorText(errno);
+    const std::string kind = oddKind(end.st_mode);
+    return kind.empty() ? Reason{} : "it leads to " + kind;
+}
+
+/// Splits at the last "/"; the folder of a bare name is ".".
+Reason enter(const FileHandle* from, const std::string& path, Place& place)
+{
+    const std::size_t slash = path.rfind('/');
+    place.name = slash == std::string::npos ? path : path.substr(slash + 1);
+    if (!isSafeComponent(place.name))
+        return place.name.size() > 255 ? "the name is too long" : "it names no file";
+    const std::string folder = slash == std::string::npos ? "." : path.substr(0, std::max<std::size_t>(slash, 1));
+    if (const Reason reason = openFolder(from, folder, place); !reason.empty())
+        return reason;
+    return lookAt(place);
+}
+
+/// On success `place` is free, a regular file, or a link that is to be replaced.
+Reason findPlace(const std::string& path, bool followLink, Place& place)
+{
+    Reason reason = enter(nullptr, path, place);
+    for (int links = 0; reason.empty() && place.exists && S_ISLNK(place.old.st_mode); ++links) {
+        const std::optional<std::string> text = linkText(place);
+        if (!text)
+            return errorText(errno);
+        if (reason = refusalOfLink(place, *text); !reason.empty() || !followLink)
+            return reason;
+        if (links == mostLinks)
+            return "too many symbolic links";
+        const FileHandle from = std::move(place.folder);
+        reason = enter(&from, *text, place);
+    }
+    if (reason.empty() && place.exists)
+        if (const std::string kind = oddKind(place.old.st_mode); !kind.empty())
+            return "it is " + kind;
+    return reason;
+}
+
+bool canBeRemoved(const Place& place)
+{
+    return place.exists && (S_ISREG(place.old.st_mode) || S_ISLNK(place.old.st_mode));
+}
+
+Reason makeFolders(const std::string& folder)
+{
+    if (fileCalls().mkdir(folder.c_str(), permissions) == 0 || errno == EEXIST)
+        return {};
+    if (errno != ENOENT)
+        return "the folder cannot be made: " + errorText(errno);
+    const std::size_t slash = folder.find_last_of('/', folder.find_last_not_of('/'));
+    if (slash == std::string::npos || slash == 0)
+        return "the folder cannot be made: " + errorText(ENOENT);
+    if (const Reason reason = makeFolders(folder.substr(0, slash)); !reason.empty())
+        return reason;
+    if (fileCalls().mkdir(folder.c_str(), permissions) == 0 || errno == EEXIST)
+        return {};
+    return "the folder cannot be made: " + errorText(errno);
+}
+
+/// A file under a temporary name, which is gone with this object unless it was renamed.
+class Temporary {
+public:
+    explicit Temporary(const Place& place) : place_(place) {}
+    ~Temporary()
+    {
+        file_.reset();
+        if (!name_.empty())
+            fileCalls().unlinkat(place_.folder.get(), name_.c_str(), 0);
+    }
+    Temporary(const Temporary&) = delete;
+    Temporary& operator=(const Temporary&) = delete;
+
+    Reason create()
+    {
+        static std::atomic<unsigned> count = 0;
+        // What another machine or a killed process left under the same name stays there; the next number is free.
+        for (int attempt = 0; attempt < 1000; ++attempt) {
+            std::string name = fmt::format("{}{}-{}.tmp", temporaryPrefix, getpid(), count++);
+            // A new file gets what the process's mask leaves of 0666; one that replaces a private file is private at once.
+            file_ = openFileAt(place_.folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, keepsMode() ? 0600 : 0666);
+            if (file_) {
+                name_ = std::move(name);
+                return {};
+            }
+            if (errno != EEXIST)
+                break;
+        }
+        return errorText(errno);
+    }
+
+    Reason fill(std::span<const std::uint8_t> bytes)
+    {
+        if (!writeFully(file_, bytes.data(), bytes.size()) || !takeOverMode() || !syncFile(file_) || !file_.reset())
+            return errorText(errno);
+        return {};
+    }
+
+    Reason rename()
+    {
+        if (fileCalls().renameat(place_.folder.get(), name_.c_str(), place_.folder.get(), place_.name.c_str()) != 0)
+            return errorText(errno);
+        name_.clear();
+        return {};
+    }
+
+private:
+    [[nodiscard]] bool keepsMode() const { return place_.exists && S_ISREG(place_.old.st_mode); }
+
+    bool takeOverMode()
+    {
+        if (!keepsMode())
+            return true;
+        // Giving a file to its former owner is allowed to few; keeping the mode is not always possible on foreign file
+        // systems. Neither is a reason to lose a picture.
+        struct stat own {};
+        if (fileCalls().fstat(file_.get(), &own) == 0 &&
+            (own.st_uid != place_.old.st_uid || own.st_gid != place_.old.st_gid))
+            (void)fileCalls().fchown(file_.get(), place_.old.st_uid, place_.old.st_gid);
+        return fileCalls().fchmod(file_.get(), place_.old.st_mode & permissions) == 0 || errno == EPERM ||
+               errno == ENOSYS || errno == EOPNOTSUPP;
+    }
+
+    const Place& place_;
+    FileHandle file_;
+    std::string name_;
+};
+
+Reason replace(const Place& place, std::span<const std::uint8_t> bytes)
+{
+    Temporary temporary(place);
+    Reason reason = temporary.create();
+    if (reason.empty())
+        reason = temporary.fill(bytes);
+    return reason.empty() ? temporary.rename() : reason;
+}
+
+} // namespace
+
+bool writeAtomically(const URL& file, std::span<const std::uint8_t> bytes, const AtomicWrite& options)
+{
+    if (!file.isFile())
+        return fail(ZelFailureCode::writeFailed, options.operation, "only a file can be written: " + file.absoluteString(),
+                    file.absoluteString());
+    const std::filesystem::path path = file.filePath();
+    Reason reason;
+    if (options.createFolders)
+        reason = makeFolders(path.parent_path().string());
+    Place place;
+    if (reason.empty())
+        reason = findPlace(path.string(), options.followLink, place);
+    const bool found = reason.empty();
+    if (found)
+        reason = replace(place, bytes);
+    if (reason.empty()) {
+        // The bytes are safe under the old name or the new one; only a power failure can still tell which.
+        if (place.folderCanSync && !syncFile(place.folder))
+            warn(ZelFailureCode::writeFailed, options.operation,
+                 fmt::format("{}: written, but its folder is not on the disk yet: {}", path.filename().string(),
+                             errorText(errno)),
+                 path.string());
+        return true;
+    }
+    if (found && options.absentAfterFailure && canBeRemoved(place))
+        fileCalls().unlinkat(place.folder.get(), place.name.c_str(), 0);
+    return fail(ZelFailureCode::writeFailed, options.operation,
+                fmt::format("{}: cannot be written: {}", path.filename().string(), reason), path.string());
+}
+
+void removeTarget(const URL& file)
+{
+    Place place;
+    if (file.isFile() && findPlace(file.filePath().string(), false, place).empty() && canBeRemoved(place))
+        fileCalls().unlinkat(place.folder.get(), place.name.c_str(), 0);
+}
+
+} // namespace zel

@@ -1,6 +1,7 @@
 #include <zel/platform/foundation/guards.h>
 #include <zel/platform/foundation/notes.h>
 
+#include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
 #include <thread>
@@ -9,7 +10,8 @@ namespace zel {
 namespace {
 
 constexpr std::int64_t two31 = std::int64_t{1} << 31, two32 = std::int64_t{1} << 32, two62 = std::int64_t{1} << 62;
-constexpr std::int64_t most64 = std::numeric_limits<std::int64_t>::max(), least64 = std::numeric_limits<std::int64_t>::min();
+constexpr std::int64_t most64 = std::numeric_limits<std::int64_t>::max(),
+                       least64 = std::numeric_limits<std::int64_t>::min();
 constexpr int mostInt = std::numeric_limits<int>::max();
 
 TEST(CheckedBytes, MultipliesOrGivesNothing)
@@ -54,13 +56,14 @@ TEST(Limits, RefusePicturesAndSayWhy)
         const char* name;
         std::int64_t width, height;
         int bytesPerPixel;
-        ZelFailureCode code;          ///< none: allowed
+        ZelFailureCode code; ///< none: allowed
         const char* message;
     };
     const Case cases[] = {
         {"small", 10, 10, 4, ZelFailureCode::none, ""},
         {"as many pixels as allowed", 1'000, 1'000, 3, ZelFailureCode::none, ""},
-        {"one row more", 1'000, 1'001, 1, ZelFailureCode::limit, "1000 x 1001 are 1001000 pixels, the limit is 1000000"},
+        {"one row more", 1'000, 1'001, 1, ZelFailureCode::limit,
+         "1000 x 1001 are 1001000 pixels, the limit is 1000000"},
         {"as long as allowed", 10'000, 1, 4, ZelFailureCode::none, ""},
         {"longer", 10'001, 1, 4, ZelFailureCode::limit, "a side of 10001 pixels exceeds the limit of 10000"},
         {"higher", 1, 10'001, 4, ZelFailureCode::limit, "a side of 10001 pixels exceeds the limit of 10000"},
@@ -73,7 +76,8 @@ TEST(Limits, RefusePicturesAndSayWhy)
     for (const Case& row : cases) {
         SCOPED_TRACE(row.name);
         ZelFailure::clear();
-        EXPECT_EQ(withinDecodeLimits(row.width, row.height, row.bytesPerPixel, "decode"), row.code == ZelFailureCode::none);
+        EXPECT_EQ(withinDecodeLimits(row.width, row.height, row.bytesPerPixel, "decode"),
+                  row.code == ZelFailureCode::none);
         EXPECT_EQ(ZelFailure::last().code, row.code);
         EXPECT_EQ(ZelFailure::last().message, row.message);
         EXPECT_EQ(ZelFailure::last().operation, row.code == ZelFailureCode::none ? "" : "decode");
@@ -96,12 +100,19 @@ TEST(Limits, OfOperationsTakeAnyNumber)
     const Case cases[] = {
         {"small", {10, 10}, 4, ZelFailureCode::none, ""},
         {"fractions are cut off", {1000.9, 500.9}, 4, ZelFailureCode::none, ""},
-        {"more bytes", {1000, 501}, 4, ZelFailureCode::limit, "1000 x 501 pixels need 2.0 MB, the limit is 2.0 MB"},
+        {"more bytes",
+         {1000, 501},
+         4,
+         ZelFailureCode::limit,
+         "1000 x 501 pixels need 2004000 bytes, the limit is 2000000"},
         {"less than a pixel", {0.9, 10}, 4, ZelFailureCode::invalidArgument, "0.9 x 10.0 pixels make no picture"},
         {"no number", {10, std::nan("")}, 4, ZelFailureCode::invalidArgument, "10.0 x nan pixels make no picture"},
         {"negative", {-10, -10}, 4, ZelFailureCode::invalidArgument, "-10.0 x -10.0 pixels make no picture"},
         {"no bytes", {10, 10}, 0, ZelFailureCode::invalidArgument, "10.0 x 10.0 pixels make no picture"},
-        {"infinite", {infinite, 10}, 4, ZelFailureCode::limit,
+        {"infinite",
+         {infinite, 10},
+         4,
+         ZelFailureCode::limit,
          "a side of 9223372036854775807 pixels exceeds the limit of 1000000"},
     };
     for (const Case& row : cases) {
@@ -127,16 +138,28 @@ TEST(Truncated, GoesTowardZeroAndSaturates)
 {
     constexpr double infinite = std::numeric_limits<double>::infinity();
     const std::pair<double, std::int64_t> wide[] = {
-        {0.0, 0}, {-0.0, 0}, {1.999, 1}, {-1.999, -1}, {0.5, 0}, {-0.5, 0}, {4294967296.5, 4294967296},
-        {9007199254740993.0, 9007199254740992}, {9223372036854774784.0, 9223372036854774784},
-        {9223372036854775808.0, most64}, {1e300, most64}, {infinite, most64},
-        {-9223372036854775808.0, least64}, {-1e300, least64}, {-infinite, least64}, {std::nan(""), 0},
+        {0.0, 0},
+        {-0.0, 0},
+        {1.999, 1},
+        {-1.999, -1},
+        {0.5, 0},
+        {-0.5, 0},
+        {4294967296.5, 4294967296},
+        {9007199254740993.0, 9007199254740992},
+        {9223372036854774784.0, 9223372036854774784},
+        {9223372036854775808.0, most64},
+        {1e300, most64},
+        {infinite, most64},
+        {-9223372036854775808.0, least64},
+        {-1e300, least64},
+        {-infinite, least64},
+        {std::nan(""), 0},
     };
     for (const auto& [value, expected] : wide)
         EXPECT_EQ(truncated(value), expected) << value;
     const std::pair<double, int> held[] = {
-        {-0.1, 0}, {-1.0, 0}, {0.0, 0}, {0.999, 0}, {1.0, 1}, {254.999, 254}, {255.0, 255}, {255.5, 255}, {1e30, 255},
-        {infinite, 255}, {-infinite, 0}, {std::nan(""), 0},
+        {-0.1, 0},    {-1.0, 0},    {0.0, 0},    {0.999, 0},      {1.0, 1},       {254.999, 254},
+        {255.0, 255}, {255.5, 255}, {1e30, 255}, {infinite, 255}, {-infinite, 0}, {std::nan(""), 0},
     };
     for (const auto& [value, expected] : held)
         EXPECT_EQ(truncated(value, 0, 255), expected) << value;
@@ -165,10 +188,12 @@ TEST(SafeComponent, IsOneNameInOneFolder)
 {
     using namespace std::string_view_literals;
     const std::pair<std::string_view, bool> cases[] = {
-        {"photo.png", true}, {"a", true}, {".hidden", true}, {"...", true}, {"..a", true}, {"-rf", true}, {"with space", true},
-        {"line\nbreak", true}, {"back\\slash", true}, {"\xFF\xFE", true}, {"caf\xC3\xA9", true},
-        {"", false}, {".", false}, {"..", false}, {"/", false}, {"a/b", false}, {"/etc", false}, {"a/", false}, {"../a", false},
-        {"nul\0inside"sv, false}, {"\0"sv, false},
+        {"photo.png", true},   {"a", true},        {".hidden", true},     {"...", true},
+        {"..a", true},         {"-rf", true},      {"with space", true},  {"line\nbreak", true},
+        {"back\\slash", true}, {"\xFF\xFE", true}, {"caf\xC3\xA9", true}, {"", false},
+        {".", false},          {"..", false},      {"/", false},          {"a/b", false},
+        {"/etc", false},       {"a/", false},      {"../a", false},       {"nul\0inside"sv, false},
+        {"\0"sv, false},
     };
     for (const auto& [name, safe] : cases) {
         EXPECT_EQ(isSafeComponent(name), safe) << name;

@@ -9,9 +9,9 @@
 
 namespace zel {
 
-/// Runs `work` on the background pool and gives its result, or what it threw, to a future. Notes, progress and limits are
-/// those of the calling thread; they have arrived before the future is ready. (The last failure of the thread that asks for
-/// the result stays its own: reports are the way to the notes of asynchronous work.)
+/// Runs `work` on the background pool and gives its result, or what it threw, to a future. Notes, progress and limits
+/// are those of the calling thread; they have arrived before the future is ready. (The last failure of the thread that
+/// asks for the result stays its own: reports are the way to the notes of asynchronous work.)
 template <class F>
 auto async(F work) -> std::future<std::invoke_result_t<F&>>
 {

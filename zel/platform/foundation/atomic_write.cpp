@@ -17,7 +17,7 @@
 namespace zel {
 namespace {
 
-constexpr int mostLinks = 40;      // what the kernel follows, too
+constexpr int mostLinks = 40; // what the kernel follows, too
 constexpr mode_t permissions = 0777;
 
 /// Where the file will stand.
@@ -25,7 +25,7 @@ struct Place {
     FileHandle folder;
     bool folderCanSync = true;
     std::string name;
-    struct stat old {};            ///< of what stands there, not followed
+    struct stat old {}; ///< of what stands there, not followed
     bool exists = false;
 };
 
@@ -64,8 +64,8 @@ std::optional<std::string> linkText(const Place& place)
     return text;
 }
 
-// A link counts as what it leads to: nobody wants the entry of a device replaced by a picture, and those of /dev lead into
-// /proc, where even regular files are somebody's open descriptors.
+// A link counts as what it leads to: nobody wants the entry of a device replaced by a picture, and those of /dev lead
+// into /proc, where even regular files are somebody's open descriptors.
 Reason refusalOfLink(const Place& place, const std::string& text)
 {
     struct stat end {};
@@ -151,8 +151,10 @@ public:
         // What another machine or a killed process left under the same name stays there; the next number is free.
         for (int attempt = 0; attempt < 1000; ++attempt) {
             std::string name = fmt::format("{}{}-{}.tmp", temporaryPrefix, getpid(), count++);
-            // A new file gets what the process's mask leaves of 0666; one that replaces a private file is private at once.
-            file_ = openFileAt(place_.folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, keepsMode() ? 0600 : 0666);
+            // A new file gets what the process's mask leaves of 0666; one that replaces a private file is private at
+            // once.
+            file_ =
+                openFileAt(place_.folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, keepsMode() ? 0600 : 0666);
             if (file_) {
                 name_ = std::move(name);
                 return {};
@@ -214,8 +216,8 @@ Reason replace(const Place& place, std::span<const std::uint8_t> bytes)
 bool writeAtomically(const URL& file, std::span<const std::uint8_t> bytes, const AtomicWrite& options)
 {
     if (!file.isFile())
-        return fail(ZelFailureCode::writeFailed, options.operation, "only a file can be written: " + file.absoluteString(),
-                    file.absoluteString());
+        return fail(ZelFailureCode::writeFailed, options.operation,
+                    "only a file can be written: " + file.absoluteString(), file.absoluteString());
     const std::filesystem::path path = file.filePath();
     Reason reason;
     if (options.createFolders)

@@ -7,21 +7,20 @@ namespace zel {
 inline constexpr std::string_view temporaryPrefix = ".zel-";
 
 struct AtomicWrite {
-    std::string_view operation = "write";   ///< for notes
-    bool followLink = true;                 ///< a symbolic link: write to the file that it names; else replace the link
-    bool createFolders = false;             ///< make the folders above the file
-    bool absentAfterFailure = false;        ///< after a failure nothing stands there, not even the old file
+    std::string_view operation = "write"; ///< for notes
+    bool followLink = true;               ///< a symbolic link: write to the file that it names; else replace the link
+    bool createFolders = false;           ///< make the folders above the file
+    bool absentAfterFailure = false;      ///< after a failure nothing stands there, not even the old file
 };
 
-/// Replaces a file by these bytes in one step: they are written to a temporary file in the same folder, brought to the disk,
-/// and renamed over it. Whoever reads, and whatever kills the process, finds the old bytes or the new ones. A file that
-/// was there keeps its mode and, where we may, its owner. False, code `writeFailed`, where the file is as it was, or gone
-/// where asked; no temporary file is left. Folders, pipes, devices and sockets are refused and
-/// left alone.
+/// Replaces a file by these bytes in one step: they are written to a temporary file in the same folder, brought to the
+/// disk, and renamed over it. Whoever reads, and whatever kills the process, finds the old bytes or the new ones. A
+/// file that was there keeps its mode and, where we may, its owner. False, code `writeFailed`, where the file is as it
+/// was, or gone where asked; no temporary file is left. Folders, pipes, devices and sockets are refused and left alone.
 bool writeAtomically(const URL& file, std::span<const std::uint8_t> bytes, const AtomicWrite& options = {});
 
-/// What `absentAfterFailure` does, for a saver that fails before it has bytes to write: removes the regular file or link
-/// at that place, where there is one.
+/// What `absentAfterFailure` does, for a saver that fails before it has bytes to write: removes the regular file or
+/// link at that place, where there is one.
 void removeTarget(const URL& file);
 
 } // namespace zel

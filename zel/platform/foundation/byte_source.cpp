@@ -54,7 +54,8 @@ private:
 
 class WholeFile final : public Memory {
 public:
-    WholeFile(std::unique_ptr<std::uint8_t[]> bytes, std::size_t count, std::string subject) : storage_(std::move(bytes))
+    WholeFile(std::unique_ptr<std::uint8_t[]> bytes, std::size_t count, std::string subject)
+        : storage_(std::move(bytes))
     {
         bytes_ = {storage_.get(), count};
         subject_ = std::move(subject);
@@ -108,7 +109,8 @@ Ref<const ByteSource> openRegular(const URL& file, std::uint64_t wholeUpTo)
 {
     if (!file.isFile())
         return fail(ZelFailureCode::invalidArgument, operation,
-                    file.isEmpty() ? "an empty address names no file" : "only a file can be opened: " + file.absoluteString(),
+                    file.isEmpty() ? "an empty address names no file"
+                                   : "only a file can be opened: " + file.absoluteString(),
                     file.absoluteString());
     const std::filesystem::path path = file.filePath();
     // Without O_NONBLOCK a pipe would make us wait for somebody who writes into it.
@@ -134,7 +136,10 @@ Ref<const ByteSource> openRegular(const URL& file, std::uint64_t wholeUpTo)
 
 } // namespace
 
-Ref<const ByteSource> ByteSource::open(const URL& file) { return openRegular(file, readAtOnce); }
+Ref<const ByteSource> ByteSource::open(const URL& file)
+{
+    return openRegular(file, readAtOnce);
+}
 
 Ref<const ByteSource> ByteSource::openWhole(const URL& file)
 {

@@ -15,9 +15,9 @@ public:
     /// The file's name, for notes; empty for bytes.
     [[nodiscard]] const std::string& subject() const { return subject_; }
 
-    /// A regular file: up to 16 MiB read at once, a larger one kept open and read by pieces. Null, with the reason noted
-    /// (notFound, unreadable, limit), for what is missing, no regular file, or larger than `inputBytes`. Never waits for
-    /// the other end of a pipe.
+    /// A regular file: up to 16 MiB read at once, a larger one kept open and read by pieces. Null, with the reason
+    /// noted (notFound, unreadable, limit), for what is missing, no regular file, or larger than `inputBytes`. Never
+    /// waits for the other end of a pipe.
     static Ref<const ByteSource> open(const URL& file);
     /// The same, but read whole whatever its size, so that nothing done to the file later can be seen.
     static Ref<const ByteSource> openWhole(const URL& file);

@@ -13,7 +13,7 @@ public:
     enum class Kind { keyNotFound, typeMismatch, valueNotFound, dataCorrupted };
     ZelDecodingError(Kind kind, std::string codingPath, const std::string& description);
     Kind kind() const;
-    const std::string& codingPath() const;    ///< "layerList[2].transform.scale.x"
+    const std::string& codingPath() const; ///< "layerList[2].transform.scale.x"
 
 private:
     Kind kind_;
@@ -30,7 +30,8 @@ private:
     std::string codingPath_;
 };
 
-/// The JSON text of a record, keys in the stated order. Instantiated in the sources for every record that has a JSON form.
+/// The JSON text of a record, keys in the stated order. Instantiated in the sources for every record that has a JSON
+/// form.
 template <class T>
 std::string encode(const T& value);
 

@@ -3,6 +3,9 @@
 
 namespace zel {
 
-void Queue::setConcurrency(int threads) { engine::setConcurrency(threads); }
+void Queue::setConcurrency(int threads)
+{
+    engine::setConcurrency(threads);
+}
 
 } // namespace zel

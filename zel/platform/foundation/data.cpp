@@ -18,10 +18,14 @@ std::optional<Data> Data::read(const URL& file)
             return fail(ZelFailureCode::unreadable, "read", "the file was cut while it was read", source->subject());
         return Data(std::move(bytes));
     } catch (const std::bad_alloc&) {
-        return fail(ZelFailureCode::outOfMemory, "read", "no memory for " + byteText(source->size()), source->subject());
+        return fail(ZelFailureCode::outOfMemory, "read", "no memory for " + byteText(source->size()),
+                    source->subject());
     }
 }
 
-bool Data::write(const URL& file) const { return writeAtomically(file, span()); }
+bool Data::write(const URL& file) const
+{
+    return writeAtomically(file, span());
+}
 
 } // namespace zel

@@ -39,8 +39,8 @@ struct ZelNote {
 };
 
 /// Collects the notes of everything called while it is alive on the thread that made it, work handed to other threads
-/// included. Reports nest: each sees what happens under it. A report keeps 10,000 notes; where more come, the last place
-/// holds the newest. Costs nothing while nothing is noted.
+/// included. Reports nest: each sees what happens under it. A report keeps 10,000 notes; where more come, the last
+/// place holds the newest. Costs nothing while nothing is noted.
 class ZEL_API ZelReport {
 public:
     ZelReport();
@@ -56,8 +56,8 @@ private:
 };
 
 namespace ZelFailure {
-/// The most recent failure on this thread; code `none` when there is none. Success and warnings leave it as it stands. So
-/// does an operation that is handed an absent picture: a chain of calls names its cause.
+/// The most recent failure on this thread; code `none` when there is none. Success and warnings leave it as it stands.
+/// So does an operation that is handed an absent picture: a chain of calls names its cause.
 ZEL_API ZelNote last();
 /// Forgets it.
 ZEL_API void clear();
@@ -68,8 +68,8 @@ ZEL_API void clear();
 class ZEL_API ZelProgress {
 public:
     /// `report` is given fractions from 0 to 1, by one thread at a time but not always by this one, each operation
-    /// counting from 0 anew; it may be empty and must not throw. Once `stop` is requested, work ends at its next strip of
-    /// rows: its result is absent, code `cancelled`.
+    /// counting from 0 anew; it may be empty and must not throw. Once `stop` is requested, work ends at its next strip
+    /// of rows: its result is absent, code `cancelled`.
     explicit ZelProgress(std::function<void(double fraction)> report, std::stop_token stop = {});
     ~ZelProgress();
     ZelProgress(const ZelProgress&) = delete;

@@ -48,8 +48,14 @@ auto undisturbed(Call call)
 
 } // namespace
 
-const FileCalls& fileCalls() { return *inForce.load(std::memory_order_acquire); }
-const FileCalls& systemFileCalls() { return system; }
+const FileCalls& fileCalls()
+{
+    return *inForce.load(std::memory_order_acquire);
+}
+const FileCalls& systemFileCalls()
+{
+    return system;
+}
 const FileCalls* setFileCalls(const FileCalls* calls)
 {
     return inForce.exchange(calls != nullptr ? calls : &system, std::memory_order_acq_rel);
@@ -64,7 +70,10 @@ FileHandle& FileHandle::operator=(FileHandle&& other) noexcept
     return *this;
 }
 
-int FileHandle::release() { return std::exchange(descriptor_, -1); }
+int FileHandle::release()
+{
+    return std::exchange(descriptor_, -1);
+}
 
 bool FileHandle::reset()
 {

@@ -44,7 +44,7 @@ struct ZEL_API CGRect {
 struct ZEL_API CGAffineTransform {
     CGFloat a = 1, b = 0, c = 0, d = 1, tx = 0, ty = 0;
     static CGAffineTransform scale(CGFloat sx, CGFloat sy);
-    CGAffineTransform translated(CGFloat tx, CGFloat ty) const;   ///< applied before this one
+    CGAffineTransform translated(CGFloat tx, CGFloat ty) const; ///< applied before this one
     CGAffineTransform rotated(CGFloat radians) const;
     friend bool operator==(const CGAffineTransform&, const CGAffineTransform&) = default;
 };

@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::uint64_t mostBytes = std::uint64_t{1} << 62;
 
-bool within(std::int64_t width, std::int64_t height, int bytesPerPixel, std::uint64_t byteLimit, std::string_view operation)
+bool within(std::int64_t width, std::int64_t height, int bytesPerPixel, std::uint64_t byteLimit,
+            std::string_view operation)
 {
     const ZelLimits limits = ZelLimits::current();
     const auto longer = static_cast<std::uint64_t>(std::max(width, height));
@@ -27,11 +28,16 @@ bool within(std::int64_t width, std::int64_t height, int bytesPerPixel, std::uin
     if (*pixels > limits.pixels)
         return fail(ZelFailureCode::limit, operation,
                     fmt::format("{} x {} are {} pixels, the limit is {}", width, height, *pixels, limits.pixels));
-    if (*bytes > byteLimit)
-        return fail(ZelFailureCode::limit, operation,
-                    fmt::format("{} x {} pixels need {}, the limit is {}", width, height, byteText(*bytes),
-                                byteText(byteLimit)));
-    return true;
+    if (*bytes <= byteLimit)
+        return true;
+    std::string need = byteText(*bytes), allowed = byteText(byteLimit);
+    // Where rounding hides the difference, the figures in full.
+    if (need == allowed) {
+        need = fmt::format("{} bytes", *bytes);
+        allowed = std::to_string(byteLimit);
+    }
+    return fail(ZelFailureCode::limit, operation,
+                fmt::format("{} x {} pixels need {}, the limit is {}", width, height, need, allowed));
 }
 
 } // namespace
@@ -50,7 +56,8 @@ std::optional<std::uint64_t> checkedBytes(std::int64_t width, std::int64_t heigh
 bool withinDecodeLimits(std::int64_t width, std::int64_t height, int bytesPerPixel, std::string_view operation)
 {
     if (width < 1 || height < 1 || bytesPerPixel < 1)
-        return fail(ZelFailureCode::unreadable, operation, fmt::format("{} x {} pixels make no picture", width, height));
+        return fail(ZelFailureCode::unreadable, operation,
+                    fmt::format("{} x {} pixels make no picture", width, height));
     return within(width, height, bytesPerPixel, ZelLimits::current().decodeBytes, operation);
 }
 
@@ -58,8 +65,9 @@ bool withinOperationLimits(CGSize size, int bytesPerPixel, std::string_view oper
 {
     const std::int64_t width = truncated(size.width), height = truncated(size.height);
     if (width < 1 || height < 1 || bytesPerPixel < 1)
-        return fail(ZelFailureCode::invalidArgument, operation,
-                    fmt::format("{} x {} pixels make no picture", shortestDecimal(size.width), shortestDecimal(size.height)));
+        return fail(
+            ZelFailureCode::invalidArgument, operation,
+            fmt::format("{} x {} pixels make no picture", shortestDecimal(size.width), shortestDecimal(size.height)));
     return within(width, height, bytesPerPixel, ZelLimits::current().operationBytes, operation);
 }
 

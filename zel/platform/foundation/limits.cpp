@@ -87,6 +87,9 @@ ZelLimits::Scope::Scope(const ZelLimits& limits)
 {
 }
 
-ZelLimits::Scope::~Scope() { threadState().context.limits = std::move(before_); }
+ZelLimits::Scope::~Scope()
+{
+    threadState().context.limits = std::move(before_);
+}
 
 } // namespace zel

@@ -7,8 +7,8 @@
 
 namespace zel {
 
-/// What input from outside may cost. Whatever would pass a limit is refused: the result is absent, code `limit`, need and
-/// limit in the sentence. Nothing but this changes a limit: no file, no environment variable.
+/// What input from outside may cost. Whatever would pass a limit is refused: the result is absent, code `limit`, need
+/// and limit in the sentence. Nothing but this changes a limit: no file, no environment variable.
 struct ZEL_API ZelLimits {
     std::uint64_t pixels = std::uint64_t{1} << 28;         ///< of one picture; 2^28 are 1 GiB at 8 bits
     std::uint64_t side = 1'000'000;                        ///< of one picture, in pixels
@@ -20,7 +20,7 @@ struct ZEL_API ZelLimits {
     int frames = 10'000;                                   ///< counted in one file
     int pages = 10'000;                                    ///< of a document
     int jsonDepth = 64;                                    ///< values within values; our own documents need about 8
-    std::uint64_t jsonBytes = std::uint64_t{64} << 20;     ///< a JSON text; that of an image may have eight times as many
+    std::uint64_t jsonBytes = std::uint64_t{64} << 20; ///< a JSON text; that of an image may have eight times as many
     std::uint64_t downloadBytes = std::uint64_t{128} << 20;
     std::chrono::milliseconds downloadTime{60'000};
 

@@ -9,7 +9,8 @@ namespace {
 // A hostile file may earn a warning a row; nobody reads ten thousand.
 constexpr std::size_t mostNotes = 10'000;
 
-void note(ZelSeverity severity, ZelFailureCode code, std::string_view operation, std::string message, std::string subject)
+void note(ZelSeverity severity, ZelFailureCode code, std::string_view operation, std::string message,
+          std::string subject)
 {
     ThreadState& state = threadState();
     if (subject.empty())
@@ -22,8 +23,8 @@ void note(ZelSeverity severity, ZelFailureCode code, std::string_view operation,
     }
 }
 
-// Scopes usually end in the reverse order of their beginning; where a host keeps a report elsewhere, the chain is cut when
-// those above it have ended too.
+// Scopes usually end in the reverse order of their beginning; where a host keeps a report elsewhere, the chain is cut
+// when those above it have ended too.
 void leaveClosed()
 {
     Ref<Collector>& innermost = threadState().context.collector;
@@ -47,8 +48,7 @@ Collector::~Collector()
 
 void Collector::deliver(const Ref<Collector>& innermost, const ZelNote& note)
 {
-    for (Collector* at = innermost.get(); at != nullptr && at->take(note); at = at->outer_.get()) {
-    }
+    for (Collector* at = innermost.get(); at != nullptr && at->take(note); at = at->outer_.get()) {}
 }
 
 bool Collector::take(const ZelNote& note)
@@ -102,10 +102,19 @@ ZelReport::~ZelReport()
     leaveClosed();
 }
 
-std::vector<ZelNote> ZelReport::notes() const { return state_->notes(); }
+std::vector<ZelNote> ZelReport::notes() const
+{
+    return state_->notes();
+}
 
-ZelNote ZelFailure::last() { return threadState().last; }
-void ZelFailure::clear() { threadState().last = {}; }
+ZelNote ZelFailure::last()
+{
+    return threadState().last;
+}
+void ZelFailure::clear()
+{
+    threadState().last = {};
+}
 
 Absent fail(ZelFailureCode code, std::string_view operation, std::string message, std::string subject)
 {
@@ -164,6 +173,9 @@ SubjectScope::SubjectScope(std::string subject) : before_(threadState().context.
         threadState().context.subject = std::move(subject);
 }
 
-SubjectScope::~SubjectScope() { threadState().context.subject = std::move(before_); }
+SubjectScope::~SubjectScope()
+{
+    threadState().context.subject = std::move(before_);
+}
 
 } // namespace zel

@@ -6,21 +6,33 @@
 // How the library's own code says what went wrong: `return fail(ZelFailureCode::limit, "resize", "…figures…");`
 namespace zel {
 
-/// What `fail` gives: absent, false or empty, whatever the function returns. It becomes a `bool` and no other number, so
-/// that an optional number is absent too, and not 0.
+/// What `fail` gives: absent, false or empty, whatever the function returns. It becomes a `bool` and no other number,
+/// so that an optional number is absent too, and not 0.
 struct Absent {
     template <class T>
-    operator Ref<T>() const { return nullptr; } // NOLINT(google-explicit-constructor)
+    operator Ref<T>() const
+    {
+        return nullptr;
+    } // NOLINT(google-explicit-constructor)
     template <class T>
-    operator std::optional<T>() const { return std::nullopt; } // NOLINT(google-explicit-constructor)
+    operator std::optional<T>() const
+    {
+        return std::nullopt;
+    } // NOLINT(google-explicit-constructor)
     template <class T>
-    operator std::vector<T>() const { return {}; } // NOLINT(google-explicit-constructor)
+    operator std::vector<T>() const
+    {
+        return {};
+    } // NOLINT(google-explicit-constructor)
     template <std::same_as<bool> T>
-    operator T() const { return false; } // NOLINT(google-explicit-constructor)
+    operator T() const
+    {
+        return false;
+    } // NOLINT(google-explicit-constructor)
 };
 
-/// Notes a failure on this thread (and in its reports) and gives the absent value. An empty subject is replaced by that of
-/// the innermost SubjectScope.
+/// Notes a failure on this thread (and in its reports) and gives the absent value. An empty subject is replaced by that
+/// of the innermost SubjectScope.
 Absent fail(ZelFailureCode code, std::string_view operation, std::string message, std::string subject = {});
 /// For an operation that was handed an absent picture: the cause that stands is kept; only where none stands,
 /// `invalidArgument` "no picture to <operation>" is noted.
@@ -28,8 +40,8 @@ Absent failAbsentInput(std::string_view operation);
 /// Notes a warning: the result stands, but not quite as asked. `ZelFailure::last()` does not change.
 void warn(ZelFailureCode code, std::string_view operation, std::string message, std::string subject = {});
 
-/// Holds back the notes of an attempt that another attempt may repair, those of handed-out work included. They are dropped
-/// at the end, and `ZelFailure::last()` is again what it was, unless `keep` was called.
+/// Holds back the notes of an attempt that another attempt may repair, those of handed-out work included. They are
+/// dropped at the end, and `ZelFailure::last()` is again what it was, unless `keep` was called.
 class NotesOnTrial {
 public:
     NotesOnTrial();
@@ -57,12 +69,13 @@ private:
     std::string before_;
 };
 
-/// Reports the fraction done (held to 0...1) to the ZelProgress of this thread; false when work should stop, which is then
-/// noted as `cancelled`. Cheap; called once a strip of rows.
+/// Reports the fraction done (held to 0...1) to the ZelProgress of this thread; false when work should stop, which is
+/// then noted as `cancelled`. Cheap; called once a strip of rows.
 [[nodiscard]] bool keepGoing(double fraction, std::string_view operation);
 
 /// What a task takes along from the thread that hands it out: reports, progress, limits, subject. Notes taken under an
-/// `Adopt` reach the reports of the first thread; `ZelFailure::last()` of the first thread follows when it calls `settle`.
+/// `Adopt` reach the reports of the first thread; `ZelFailure::last()` of the first thread follows when it calls
+/// `settle`.
 class TaskContext {
 public:
     static TaskContext capture();

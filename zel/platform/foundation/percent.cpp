@@ -8,8 +8,8 @@ constexpr std::string_view digits = "0123456789ABCDEF";
 // RFC 3986 section 2.3; independent of the locale.
 bool isUnreserved(char byte)
 {
-    return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || (byte >= '0' && byte <= '9') || byte == '-' ||
-           byte == '.' || byte == '_' || byte == '~';
+    return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || (byte >= '0' && byte <= '9') ||
+           byte == '-' || byte == '.' || byte == '_' || byte == '~';
 }
 
 int valueOf(char digit)

@@ -1,7 +1,7 @@
 #pragma once
-#include <zel/export.h>
 #include <functional>
 #include <string_view>
+#include <zel/export.h>
 
 namespace zel::PerfAn {
 

@@ -19,7 +19,8 @@ void reportTo(ProgressState& progress, double fraction)
     else if (!lock.try_lock())
         return;
     const bool ends = fraction <= 0 || fraction >= 1;
-    if (!progress.report || progress.reported == fraction || (!ends && std::fabs(fraction - progress.reported) < smallestStep))
+    if (!progress.report || progress.reported == fraction ||
+        (!ends && std::fabs(fraction - progress.reported) < smallestStep))
         return;
     progress.reported = fraction;
     // What the callback itself calls must not report into it again.

@@ -1,5 +1,4 @@
 #pragma once
-#include <zel/export.h>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -7,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <vector>
+#include <zel/export.h>
 
 namespace zel {
 
@@ -25,8 +25,8 @@ public:
     std::size_t size() const { return bytes_.size(); }
     bool empty() const { return bytes_.empty(); }
     std::span<const std::uint8_t> span() const { return bytes_; }
-    /// The bytes of a regular file; absent, with the reason noted, for what is missing, cannot be read, is no regular file
-    /// or is larger than `ZelLimits::inputBytes`.
+    /// The bytes of a regular file; absent, with the reason noted, for what is missing, cannot be read, is no regular
+    /// file or is larger than `ZelLimits::inputBytes`.
     static std::optional<Data> read(const URL& file);
     /// Writes a regular file, whole or not at all: readers see the old bytes or these. The folder must be there. False,
     /// with the reason noted, where the file is as it was.

@@ -7,7 +7,7 @@ namespace zel {
 
 struct TaskContext::Shared {
     ThreadContext context;
-    ZelNote lastAtStart;          ///< so that a task knows the cause of an absent picture that it is handed
+    ZelNote lastAtStart; ///< so that a task knows the cause of an absent picture that it is handed
     std::mutex mutex;
     std::optional<ZelNote> failure;
 };

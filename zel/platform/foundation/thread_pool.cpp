@@ -57,7 +57,8 @@ public:
         (fast ? fast_ : slow_).push_back(std::move(task));
         // Tasks may wait for one another, so more threads come while more tasks wait than threads do.
         const std::size_t waiting = fast_.size() + slow_.size();
-        if (threads_ < mostThreads && waiting > static_cast<std::size_t>(threads_ - running_) && !start() && threads_ == 0)
+        if (threads_ < mostThreads && waiting > static_cast<std::size_t>(threads_ - running_) && !start() &&
+            threads_ == 0)
             inPlace_ = true;
         wake_.notify_one();
     }

@@ -5,12 +5,12 @@
 #include <atomic>
 #include <mutex>
 
-// What each thread of the library knows about the work it does: where notes go, how far to report, what is allowed, what it
-// is about. Notes, progress, limits and tasks share it; nothing else includes this.
+// What each thread of the library knows about the work it does: where notes go, how far to report, what is allowed,
+// what it is about. Notes, progress, limits and tasks share it; nothing else includes this.
 namespace zel {
 
-/// A place where notes arrive, chained to the one that was there before it. A report keeps notes and hands them on; a trial
-/// holds them back until it is decided.
+/// A place where notes arrive, chained to the one that was there before it. A report keeps notes and hands them on; a
+/// trial holds them back until it is decided.
 class Collector {
 public:
     enum class Kind { report, trial };
@@ -49,7 +49,7 @@ struct ProgressState {
     std::stop_token stop;
     Ref<ProgressState> outer;
     std::atomic<bool> closed = false;
-    std::mutex mutex;             ///< of `report` and `reported`
+    std::mutex mutex; ///< of `report` and `reported`
     double reported = -1;
 };
 
@@ -57,14 +57,14 @@ struct ProgressState {
 struct ThreadContext {
     Ref<Collector> collector;
     Ref<ProgressState> progress;
-    Ref<const ZelLimits> limits;      ///< null: the default holds
+    Ref<const ZelLimits> limits; ///< null: the default holds
     std::string subject;
 };
 
 struct ThreadState {
     ThreadContext context;
     ZelNote last;
-    bool failed = false;              ///< a failure was noted since the running task began
+    bool failed = false; ///< a failure was noted since the running task began
 };
 
 ThreadState& threadState();

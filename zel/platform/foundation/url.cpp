@@ -14,22 +14,32 @@ constexpr std::string_view filePrefix = "file://";
 constexpr std::string_view pathCharacters = "/:@!$&'()*+,;=";
 
 struct Parts {
-    std::string_view scheme;       ///< without ":"; empty for relative addresses
+    std::string_view scheme; ///< without ":"; empty for relative addresses
     std::string_view authority;
     std::string_view path;
-    std::string_view query;        ///< with "?", or empty
-    std::string_view fragment;     ///< with "#", or empty
+    std::string_view query;    ///< with "?", or empty
+    std::string_view fragment; ///< with "#", or empty
     bool hasAuthority = false;
 };
 
-bool isLetter(char byte) { return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z'); }
-bool isDigit(char byte) { return byte >= '0' && byte <= '9'; }
-bool isControl(char byte) { return static_cast<unsigned char>(byte) < 0x20 || byte == 0x7F; }
+bool isLetter(char byte)
+{
+    return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z');
+}
+bool isDigit(char byte)
+{
+    return byte >= '0' && byte <= '9';
+}
+bool isControl(char byte)
+{
+    return static_cast<unsigned char>(byte) < 0x20 || byte == 0x7F;
+}
 
 bool sameText(std::string_view text, std::string_view lower)
 {
-    return std::equal(text.begin(), text.end(), lower.begin(), lower.end(),
-                      [](char a, char b) { return (a >= 'A' && a <= 'Z' ? static_cast<char>(a + ('a' - 'A')) : a) == b; });
+    return std::equal(text.begin(), text.end(), lower.begin(), lower.end(), [](char a, char b) {
+        return (a >= 'A' && a <= 'Z' ? static_cast<char>(a + ('a' - 'A')) : a) == b;
+    });
 }
 
 std::string_view schemeOf(std::string_view text)
@@ -84,7 +94,8 @@ bool isHost(std::string_view text)
                });
     }
     return !text.empty() && std::all_of(text.begin(), text.end(), [](char byte) {
-        return isLetter(byte) || isDigit(byte) || std::string_view("-._~%!$&'()*+,;=").find(byte) != std::string_view::npos;
+        return isLetter(byte) || isDigit(byte) ||
+               std::string_view("-._~%!$&'()*+,;=").find(byte) != std::string_view::npos;
     });
 }
 
@@ -99,7 +110,10 @@ bool isWebAuthority(std::string_view authority)
 }
 
 // What no address may hold unescaped, be it only because the next program reads it as the address's end.
-bool isForbidden(char byte) { return isControl(byte) || std::string_view(" \"<>\\^`{|}").find(byte) != std::string_view::npos; }
+bool isForbidden(char byte)
+{
+    return isControl(byte) || std::string_view(" \"<>\\^`{|}").find(byte) != std::string_view::npos;
+}
 
 std::string textOfPath(std::string_view path)
 {
@@ -215,11 +229,20 @@ URL URL::resolved(const URL& against) const
     return URL(text + path + repaired(query) + repaired(own.fragment));
 }
 
-bool URL::isEmpty() const { return text_.empty(); }
+bool URL::isEmpty() const
+{
+    return text_.empty();
+}
 // Only canonical texts are ever kept.
-bool URL::isFile() const { return text_.starts_with(filePrefix); }
+bool URL::isFile() const
+{
+    return text_.starts_with(filePrefix);
+}
 
-std::filesystem::path URL::filePath() const { return isFile() ? std::filesystem::path(path()) : std::filesystem::path{}; }
+std::filesystem::path URL::filePath() const
+{
+    return isFile() ? std::filesystem::path(path()) : std::filesystem::path{};
+}
 
 std::string URL::path() const
 {
@@ -227,6 +250,9 @@ std::string URL::path() const
     return percentDecoded(encoded).value_or(std::string(encoded));
 }
 
-std::string URL::absoluteString() const { return text_; }
+std::string URL::absoluteString() const
+{
+    return text_;
+}
 
 } // namespace zel

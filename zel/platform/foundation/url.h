@@ -16,8 +16,8 @@ public:
     static URL file(const std::filesystem::path& path);
     /// What begins with "/" is the path of a file, taken as it stands. "file:" addresses must have an empty host or
     /// "localhost". "http:" and "https:" need a host; like all other schemes they hold neither spaces nor control
-    /// characters, and bytes above 127 become percent escapes. A text without a scheme is a relative address: no file, kept
-    /// as written. Absent when empty or malformed.
+    /// characters, and bytes above 127 become percent escapes. A text without a scheme is a relative address: no file,
+    /// kept as written. Absent when empty or malformed.
     static std::optional<URL> parse(std::string_view text);
     /// Against a base address, as RFC 3986 section 5.2 tells; itself when it is not relative or the base is.
     URL resolved(const URL& against) const;

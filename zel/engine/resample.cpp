@@ -1,0 +1,105 @@
+#include <zel/engine/parallel.h>
+#include <zel/engine/resample.h>
+#include <zel/engine/resample_plan.h>
+
+#include <atomic>
+#include <new>
+
+// Two separable passes. Where rows are reduced the vertical one goes first, straight over the source's components, and
+// the horizontal one, which is the dearer, runs over the few rows that are left; where rows are added the horizontal
+// one goes first, over the few rows that there are. Bands of result rows go to the threads; each keeps its own rows
+// between the passes, so those stay in its cache.
+namespace zel::engine {
+namespace {
+
+void copyBand(const Plan& plan, const ConstPixels& from, const Pixels& to, int first, int last)
+{
+    for (int y = first; y < last; ++y)
+        copyRow(plan, from.row(plan.row(y).first), to.row(y), from.bytesPerPixel);
+}
+
+template <class Depth>
+bool reduceBand(const Plan& plan, const ConstPixels& from, const Pixels& to, int first, int last)
+{
+    using Component = typename Depth::Component;
+    ScratchRows<typename Depth::Middle> middle(plan.columnCount, 1);
+    if (!middle.valid())
+        return false;
+    std::vector<const Component*> rows(static_cast<std::size_t>(plan.rows.mostTaps()));
+    for (int y = first; y < last; ++y) {
+        const Taps& taps = plan.row(y);
+        for (int k = 0; k < taps.count; ++k)
+            rows[static_cast<std::size_t>(k)] = componentsAt<Component>(from.row(taps.first + k), plan.firstColumn);
+        const WeightedRows<Component> in{rows.data(), plan.rows.weightsOf(taps), taps.count};
+        Kernels<Depth>::verticalIn(in, middle.row(0), plan.fromComponents());
+        Kernels<Depth>::horizontalOut(middle.row(0), plan.columns, plan.hold, reinterpret_cast<Component*>(to.row(y)));
+    }
+    return true;
+}
+
+template <class Depth>
+bool enlargeBand(const Plan& plan, const ConstPixels& from, const Pixels& to, int first, int last)
+{
+    using Component = typename Depth::Component;
+    using Middle = typename Depth::Middle;
+    const int kept = plan.rows.mostTaps();
+    ScratchRows<Middle> wide(plan.columnCount, 1);
+    ScratchRows<Middle> filtered(plan.toWidth(), kept); // source row y in row y % kept
+    if (!wide.valid() || !filtered.valid())
+        return false;
+    std::vector<const Middle*> rows(static_cast<std::size_t>(kept));
+    int next = plan.row(first).first;
+    for (int y = first; y < last; ++y) {
+        const Taps& taps = plan.row(y);
+        for (next = std::max(next, taps.first); next < taps.end(); ++next) {
+            const auto* in = componentsAt<Component>(from.row(next), plan.firstColumn);
+            Kernels<Depth>::widen(in, wide.row(0), plan.fromComponents());
+            Kernels<Depth>::horizontalIn(wide.row(0), plan.columns, filtered.row(next % kept));
+        }
+        for (int k = 0; k < taps.count; ++k)
+            rows[static_cast<std::size_t>(k)] = filtered.row((taps.first + k) % kept);
+        const WeightedRows<Middle> in{rows.data(), plan.rows.weightsOf(taps), taps.count};
+        Kernels<Depth>::verticalOut(in, plan.hold, reinterpret_cast<Component*>(to.row(y)), plan.toComponents());
+    }
+    return true;
+}
+
+template <class Depth>
+bool fillBand(const Plan& plan, const ConstPixels& from, const Pixels& to, int first, int last)
+try {
+    switch (plan.order) {
+    case Plan::Order::copy:
+        copyBand(plan, from, to, first, last);
+        return true;
+    case Plan::Order::verticalFirst:
+        return reduceBand<Depth>(plan, from, to, first, last);
+    case Plan::Order::horizontalFirst:
+        return enlargeBand<Depth>(plan, from, to, first, last);
+    }
+    return false;
+} catch (const std::bad_alloc&) {
+    return false;
+}
+
+} // namespace
+
+bool resample(const ConstPixels& from, const Pixels& to, Kernel kernel, const Window& window, Alpha alpha)
+try {
+    if (from.empty() || to.empty() || from.bytesPerPixel != to.bytesPerPixel)
+        return false;
+    const RowResamplerSizes sizes{from.width, from.height, to.width, to.height, from.bytesPerPixel};
+    const std::optional<Plan> plan = makePlan(sizes, kernel, window, alpha);
+    if (!plan)
+        return false;
+    const auto fill = from.bytesPerPixel == 4 ? fillBand<Depth8> : fillBand<Depth16>;
+    std::atomic<bool> filled{true};
+    parallelFor(to.height, plan->pixelsPerRow(), [&](int first, int last) {
+        if (!fill(*plan, from, to, first, last))
+            filled = false;
+    });
+    return filled;
+} catch (const std::bad_alloc&) {
+    return false;
+}
+
+} // namespace zel::engine

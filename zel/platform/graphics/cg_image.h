@@ -44,6 +44,7 @@ public:
     bool isDecoded() const;
 
 private:
+    friend struct CGImageAccess;
     CGImage();
     struct State;
     Ref<State> state_;

@@ -38,6 +38,9 @@ public:
     /// True where decoding at 1/denominator of the size costs less than decoding all of it.
     [[nodiscard]] virtual bool canReduce(int denominator) const { return denominator == 1; }
 
+    /// True where `decode` itself keeps a second core busy, so that overlapping it once more would not pay.
+    [[nodiscard]] virtual bool usesSecondThread() const { return false; }
+
     struct Request {
         int denominator = 1;  ///< 1, or one that `canReduce` allows; sides become ceil(side / denominator)
         int firstRow = 0;     ///< of the reduced picture

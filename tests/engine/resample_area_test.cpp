@@ -1,7 +1,7 @@
 #include <zel/engine/parallel.h>
 #include <zel/engine/resample.h>
 
-#include <engine/test_pictures.h>
+#include <engine/sample_picture.h>
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@ namespace zel::engine {
 namespace {
 
 /// By repetition: with each pixel cut into columns × rows parts, every cell holds width × height whole parts.
-Color meanOfParts(const TestPicture& source, Size cells, int column, int row)
+Color meanOfParts(const SamplePicture& source, Size cells, int column, int row)
 {
     const Size from{source.pixels().width, source.pixels().height};
     std::array<long long, 4> sums{};
@@ -42,8 +42,8 @@ TEST(AreaMean, IsTheMeanOverWhatEachPixelCovers)
     for (const int bytes : {4, 8}) {
         for (const auto& c : cases) {
             SCOPED_TRACE(testing::Message() << c.name << ", " << bytes << " bytes");
-            const TestPicture source = TestPicture::noise(c.from.width, c.from.height, bytes);
-            TestPicture target(c.to.width, c.to.height, bytes);
+            const SamplePicture source = SamplePicture::noise(c.from.width, c.from.height, bytes);
+            SamplePicture target(c.to.width, c.to.height, bytes);
             ASSERT_TRUE(areaMean(source.pixels(), target.pixels()));
             for (int y = 0; y < c.to.height; ++y)
                 for (int x = 0; x < c.to.width; ++x)
@@ -54,8 +54,8 @@ TEST(AreaMean, IsTheMeanOverWhatEachPixelCovers)
 
 TEST(AreaMean, TakesRowsInBandsOfAnyHeightAndOrder)
 {
-    const TestPicture source = TestPicture::noise(50, 61, 4);
-    TestPicture expected(7, 9, 4);
+    const SamplePicture source = SamplePicture::noise(50, 61, 4);
+    SamplePicture expected(7, 9, 4);
     ASSERT_TRUE(areaMean(source.pixels(), expected.pixels()));
     for (const int band : {1, 5, 16, 61}) {
         for (const bool upwards : {false, true}) {
@@ -68,7 +68,7 @@ TEST(AreaMean, TakesRowsInBandsOfAnyHeightAndOrder)
                 std::reverse(starts.begin(), starts.end());
             for (const int y : starts)
                 ASSERT_TRUE(mean.push(y, source.pixels().rows(y, std::min(band, 61 - y))));
-            TestPicture actual(7, 9, 4);
+            SamplePicture actual(7, 9, 4);
             ASSERT_TRUE(mean.result(actual.pixels()));
             EXPECT_EQ(actual, expected) << "bands of " << band;
         }
@@ -77,7 +77,7 @@ TEST(AreaMean, TakesRowsInBandsOfAnyHeightAndOrder)
 
 TEST(AreaMean, GivesFractionsOfALevel)
 {
-    TestPicture source(2, 2, 4);
+    SamplePicture source(2, 2, 4);
     source.set(0, 0, {10, 0, 0, 255});
     source.set(1, 0, {11, 0, 1, 255});
     source.set(0, 1, {11, 255, 0, 255});
@@ -85,7 +85,7 @@ TEST(AreaMean, GivesFractionsOfALevel)
     AreaMean mean(2, 2, 1, 1);
     ASSERT_TRUE(mean.push(0, source.pixels()));
     EXPECT_EQ(mean.mean(0, 0), (std::array<double, 4>{10.75, 127.5, 0.25, 254.75}));
-    TestPicture target(1, 1, 4);
+    SamplePicture target(1, 1, 4);
     ASSERT_TRUE(mean.result(target.pixels()));
     EXPECT_EQ(target.get(0, 0), (Color{11, 128, 0, 255}));
     EXPECT_EQ(mean.mean(1, 0), (std::array<double, 4>{})) << "no such cell";
@@ -94,7 +94,7 @@ TEST(AreaMean, GivesFractionsOfALevel)
 TEST(AreaMean, DoesNotOverflowOnLongWhiteColumns)
 {
     // More rows than 32 bits hold of the largest component, in one cell.
-    TestPicture source(2, 70000, 8);
+    SamplePicture source(2, 70000, 8);
     source.fill({255, 255, 255, 255});
     AreaMean mean(2, 70000, 1, 1, 8);
     ASSERT_TRUE(mean.push(0, source.pixels()));
@@ -103,9 +103,9 @@ TEST(AreaMean, DoesNotOverflowOnLongWhiteColumns)
 
 TEST(AreaMean, GivesTheSameBytesForAnyNumberOfThreads)
 {
-    const TestPicture source = TestPicture::noise(1300, 1100, 4);
+    const SamplePicture source = SamplePicture::noise(1300, 1100, 4);
     for (const Size to : {Size{3, 2}, Size{400, 300}}) {
-        TestPicture one(to.width, to.height, 4), three(to.width, to.height, 4);
+        SamplePicture one(to.width, to.height, 4), three(to.width, to.height, 4);
         setConcurrency(1);
         ASSERT_TRUE(areaMean(source.pixels(), one.pixels()));
         setConcurrency(3);
@@ -117,8 +117,8 @@ TEST(AreaMean, GivesTheSameBytesForAnyNumberOfThreads)
 
 TEST(AreaMean, RefusesWhatDoesNotFit)
 {
-    const TestPicture source(4, 4, 4);
-    TestPicture target(2, 2, 4), deep(2, 2, 8);
+    const SamplePicture source(4, 4, 4);
+    SamplePicture target(2, 2, 4), deep(2, 2, 8);
     EXPECT_FALSE(areaMean({}, target.pixels()));
     EXPECT_FALSE(areaMean(source.pixels(), {}));
     EXPECT_FALSE(areaMean(source.pixels(), deep.pixels()));
@@ -128,9 +128,9 @@ TEST(AreaMean, RefusesWhatDoesNotFit)
     AreaMean mean(4, 4, 2, 2);
     EXPECT_FALSE(mean.push(-1, source.pixels()));
     EXPECT_FALSE(mean.push(1, source.pixels()));
-    EXPECT_FALSE(mean.push(0, TestPicture(5, 4, 4).pixels()));
-    EXPECT_FALSE(mean.push(0, TestPicture(4, 4, 8).pixels()));
-    EXPECT_FALSE(mean.result(TestPicture(3, 2, 4).pixels()));
+    EXPECT_FALSE(mean.push(0, SamplePicture(5, 4, 4).pixels()));
+    EXPECT_FALSE(mean.push(0, SamplePicture(4, 4, 8).pixels()));
+    EXPECT_FALSE(mean.result(SamplePicture(3, 2, 4).pixels()));
     EXPECT_FALSE(mean.result(deep.pixels()));
 }
 

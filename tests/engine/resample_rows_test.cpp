@@ -1,14 +1,14 @@
 #include <zel/engine/parallel.h>
 #include <zel/engine/resample.h>
 
-#include <engine/test_pictures.h>
+#include <engine/sample_picture.h>
 
 #include <gtest/gtest.h>
 
 namespace zel::engine {
 namespace {
 
-RowResamplerSizes sizesOf(const TestPicture& from, const TestPicture& to)
+RowResamplerSizes sizesOf(const SamplePicture& from, const SamplePicture& to)
 {
     const ConstPixels in = from.pixels();
     const ConstPixels out = to.pixels();
@@ -16,7 +16,7 @@ RowResamplerSizes sizesOf(const TestPicture& from, const TestPicture& to)
 }
 
 /// Writes the rows that it is given where they belong, and sees that they come in order.
-RowResampler::Consumer collectInto(TestPicture& picture, int& next)
+RowResampler::Consumer collectInto(SamplePicture& picture, int& next)
 {
     return [&picture, &next](int first, const ConstPixels& rows) {
         EXPECT_EQ(first, next);
@@ -49,13 +49,13 @@ TEST(RowResampler, GivesTheBytesOfResampleForAnyBands)
     for (const int bytes : {4, 8}) {
         for (const Kernel kernel : {Kernel::nearest, Kernel::triangle, Kernel::lanczos3}) {
             for (const auto& c : cases) {
-                const TestPicture source = TestPicture::noise(c.from.width, c.from.height, bytes);
-                TestPicture expected(c.to.width, c.to.height, bytes);
+                const SamplePicture source = SamplePicture::noise(c.from.width, c.from.height, bytes);
+                SamplePicture expected(c.to.width, c.to.height, bytes);
                 ASSERT_TRUE(resample(source.pixels(), expected.pixels(), kernel, c.window));
                 for (const int band : {1, 2, 7, 40, 1000}) {
                     SCOPED_TRACE(testing::Message() << c.name << ", bands of " << band << ", " << bytes
                                                     << " bytes, kernel " << static_cast<int>(kernel));
-                    TestPicture actual(c.to.width, c.to.height, bytes);
+                    SamplePicture actual(c.to.width, c.to.height, bytes);
                     int next = 0;
                     RowResampler resampler(sizesOf(source, actual), kernel, c.window, Alpha::premultiplied,
                                            collectInto(actual, next));
@@ -91,8 +91,8 @@ TEST(RowResampler, NeedsOnlyTheRowsThatItNames)
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        const TestPicture source = TestPicture::noise(10, 100, 4);
-        TestPicture expected(10, c.toHeight, 4), actual(10, c.toHeight, 4);
+        const SamplePicture source = SamplePicture::noise(10, 100, 4);
+        SamplePicture expected(10, c.toHeight, 4), actual(10, c.toHeight, 4);
         ASSERT_TRUE(resample(source.pixels(), expected.pixels(), c.kernel, c.window));
         int next = 0;
         RowResampler resampler(sizesOf(source, actual), c.kernel, c.window, Alpha::premultiplied,
@@ -108,9 +108,9 @@ TEST(RowResampler, NeedsOnlyTheRowsThatItNames)
 
 TEST(RowResampler, IgnoresRowsTwiceAndRefusesGaps)
 {
-    const TestPicture source = TestPicture::noise(20, 30, 4);
+    const SamplePicture source = SamplePicture::noise(20, 30, 4);
     for (const int height : {11, 50}) {
-        TestPicture expected(9, height, 4), actual(9, height, 4);
+        SamplePicture expected(9, height, 4), actual(9, height, 4);
         ASSERT_TRUE(resample(source.pixels(), expected.pixels(), Kernel::lanczos3));
         int next = 0;
         RowResampler resampler(sizesOf(source, actual), Kernel::lanczos3, whole, Alpha::premultiplied,
@@ -131,7 +131,7 @@ TEST(RowResampler, IgnoresRowsTwiceAndRefusesGaps)
 
 TEST(RowResampler, StopsWhenTheConsumerDoes)
 {
-    const TestPicture source = TestPicture::noise(20, 30, 4);
+    const SamplePicture source = SamplePicture::noise(20, 30, 4);
     int calls = 0;
     RowResampler resampler({20, 30, 10, 15, 4}, Kernel::triangle, whole, Alpha::opaque,
                            [&](int, const ConstPixels&) { return ++calls < 2; });
@@ -149,15 +149,15 @@ TEST(RowResampler, IsInvalidWhereResampleRefuses)
     EXPECT_FALSE(RowResampler({20, 30, 10, 15, 3}, Kernel::triangle, whole, Alpha::opaque, take).valid());
     RowResampler resampler({20, 30, 10, 15, 4}, Kernel::triangle, {0, 0, 0, 0}, Alpha::opaque, take);
     EXPECT_FALSE(resampler.valid());
-    EXPECT_FALSE(resampler.push(0, TestPicture(20, 30, 4).pixels()));
+    EXPECT_FALSE(resampler.push(0, SamplePicture(20, 30, 4).pixels()));
     EXPECT_FALSE(resampler.finished());
 }
 
 TEST(RowResampler, GivesTheSameBytesForAnyNumberOfThreads)
 {
-    const TestPicture source = TestPicture::noise(1400, 1000, 4);
+    const SamplePicture source = SamplePicture::noise(1400, 1000, 4);
     for (const Size to : {Size{500, 300}, Size{1500, 1700}, Size{300, 1500}}) {
-        TestPicture expected(to.width, to.height, 4), actual(to.width, to.height, 4);
+        SamplePicture expected(to.width, to.height, 4), actual(to.width, to.height, 4);
         setConcurrency(1);
         ASSERT_TRUE(resample(source.pixels(), expected.pixels(), Kernel::lanczos3));
         setConcurrency(3);

@@ -2,7 +2,7 @@
 #include <zel/engine/resample.h>
 #include <zel/engine/resample_axis.h>
 
-#include <engine/test_pictures.h>
+#include <engine/sample_picture.h>
 
 #include <gmock/gmock.h>
 
@@ -78,8 +78,8 @@ TEST(ResampleAxis, KnowsWhenItCopies)
 
 TEST(Resample, RefusesWhatHasNoMeaning)
 {
-    const TestPicture source(8, 6, 4);
-    TestPicture target(4, 3, 4), deep(4, 3, 8);
+    const SamplePicture source(8, 6, 4);
+    SamplePicture target(4, 3, 4), deep(4, 3, 8);
     const double none = std::numeric_limits<double>::quiet_NaN();
     const Window windows[] = {{0, 0, 0, 5},        {0, 0, 5, -1},       {none, 0, 5, 5},     {0, 0, none, 5},
                               {0, infinite, 5, 5}, {9, 0, infinite, 5}, {0, 0, -infinite, 5}};
@@ -101,10 +101,10 @@ TEST(Resample, FlatAreasStayFlat)
             for (const Size from : sizes) {
                 for (const Size to : sizes) {
                     for (const Window& window : windows) {
-                        TestPicture source(from.width, from.height, bytes);
+                        SamplePicture source(from.width, from.height, bytes);
                         source.fill({231, 17, 255, 255});
-                        TestPicture target(to.width, to.height, bytes);
-                        TestPicture expected(to.width, to.height, bytes);
+                        SamplePicture target(to.width, to.height, bytes);
+                        SamplePicture expected(to.width, to.height, bytes);
                         expected.fill({231, 17, 255, 255});
                         ASSERT_TRUE(resample(source.pixels(), target.pixels(), kernel, window));
                         ASSERT_EQ(target, expected) << from << " to " << to << " kernel " << static_cast<int>(kernel);
@@ -119,8 +119,8 @@ TEST(Resample, CopiesWholePixels)
 {
     for (const int bytes : {4, 8}) {
         for (const Kernel kernel : kernels) {
-            const TestPicture source = TestPicture::noise(37, 23, bytes);
-            TestPicture same(37, 23, bytes), part(11, 7, bytes);
+            const SamplePicture source = SamplePicture::noise(37, 23, bytes);
+            SamplePicture same(37, 23, bytes), part(11, 7, bytes);
             ASSERT_TRUE(resample(source.pixels(), same.pixels(), kernel, whole, Alpha::opaque));
             EXPECT_EQ(same, source);
             ASSERT_TRUE(resample(source.pixels(), part.pixels(), kernel, {5, 9, 11, 7}, Alpha::opaque));
@@ -132,11 +132,11 @@ TEST(Resample, CopiesWholePixels)
 TEST(Resample, CopiesAlongOneDirectionWhileItFiltersTheOther)
 {
     // Every row alike: whatever happens downwards, the result's rows are the source's.
-    TestPicture source = TestPicture::noise(37, 23, 4);
+    SamplePicture source = SamplePicture::noise(37, 23, 4);
     for (int y = 1; y < 23; ++y)
         std::copy_n(source.pixels().row(0), 37 * 4, source.pixels().row(y));
     for (const int height : {1, 9, 22, 24, 90}) {
-        TestPicture target(37, height, 4);
+        SamplePicture target(37, height, 4);
         ASSERT_TRUE(resample(source.pixels(), target.pixels(), Kernel::lanczos3, whole, Alpha::opaque));
         for (int y = 0; y < height; ++y)
             ASSERT_EQ(target.part(0, y, 37, 1), source.part(0, 0, 37, 1)) << height << " rows, row " << y;
@@ -161,10 +161,10 @@ TEST(Resample, NearestTakesThePixelUnderTheCentre)
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        TestPicture source(c.from, 1, 4);
+        SamplePicture source(c.from, 1, 4);
         for (int x = 0; x < c.from; ++x)
             source.set(x, 0, {x, x, x, 255});
-        TestPicture target(c.to, 1, 4);
+        SamplePicture target(c.to, 1, 4);
         ASSERT_TRUE(resample(source.pixels(), target.pixels(), Kernel::nearest, c.window));
         for (int x = 0; x < c.to; ++x)
             EXPECT_EQ(target.get(x, 0)[0], c.columns[static_cast<std::size_t>(x)]) << "at " << x;
@@ -189,12 +189,12 @@ TEST(Resample, TriangleGivesTheFiguresComputedByHand)
         const int to = static_cast<int>(c.expected.size());
         for (const bool down : {false, true}) {
             const int from = static_cast<int>(c.from.size());
-            TestPicture source(down ? 1 : from, down ? from : 1, 4);
+            SamplePicture source(down ? 1 : from, down ? from : 1, 4);
             for (int i = 0; i < from; ++i) {
                 const int value = c.from[static_cast<std::size_t>(i)];
                 source.set(down ? 0 : i, down ? i : 0, {value, 0, value, 255});
             }
-            TestPicture target(down ? 1 : to, down ? to : 1, 4);
+            SamplePicture target(down ? 1 : to, down ? to : 1, 4);
             Window window = c.window;
             if (down)
                 window = {window.y, window.x, window.height, window.width};
@@ -209,8 +209,8 @@ TEST(Resample, TriangleGivesTheFiguresComputedByHand)
 }
 
 /// The textbook: every result pixel as the weighted mean of all source pixels, in floating point.
-double exact(const TestPicture& source, const TestPicture& target, Kernel kernel, const Window& window, int x, int y,
-             int component)
+double exact(const SamplePicture& source, const SamplePicture& target, Kernel kernel, const Window& window, int x,
+             int y, int component)
 {
     const auto weight = [kernel](double distance) {
         if (kernel == Kernel::triangle)
@@ -268,8 +268,8 @@ TEST(Resample, IsTheWeightedMeanOfTheTextbook)
             for (const auto& c : cases) {
                 SCOPED_TRACE(testing::Message()
                              << c.name << ", " << bytes << " bytes, kernel " << static_cast<int>(kernel));
-                const TestPicture source = TestPicture::noise(c.from.width, c.from.height, bytes);
-                TestPicture target(c.to.width, c.to.height, bytes);
+                const SamplePicture source = SamplePicture::noise(c.from.width, c.from.height, bytes);
+                SamplePicture target(c.to.width, c.to.height, bytes);
                 ASSERT_TRUE(resample(source.pixels(), target.pixels(), kernel, c.window, Alpha::opaque));
                 for (int y = 0; y < c.to.height; ++y)
                     for (int x = 0; x < c.to.width; ++x)
@@ -286,7 +286,7 @@ TEST(Resample, ColoursStayWithinAlpha)
 {
     for (const int bytes : {4, 8}) {
         for (const Size to : {Size{60, 70}, Size{13, 11}}) {
-            TestPicture source(31, 29, bytes); // bars of opaque white and of nothing overshoot on both sides
+            SamplePicture source(31, 29, bytes); // bars of opaque white and of nothing overshoot on both sides
             for (int y = 0; y < 29; ++y)
                 for (int x = 0; x < 31; ++x)
                     source.set(x, y, (x / 4 + y / 3) % 2 == 0 ? Color{255, 128, 0, 128} : Color{0, 0, 0, 255});
@@ -294,7 +294,7 @@ TEST(Resample, ColoursStayWithinAlpha)
                 for (int x = 0; x < 31; ++x)
                     if (source.get(x, y)[3] < source.get(x, y)[0])
                         source.set(x, y, {128, 128, 0, 128});
-            TestPicture held(to.width, to.height, bytes), free(to.width, to.height, bytes);
+            SamplePicture held(to.width, to.height, bytes), free(to.width, to.height, bytes);
             ASSERT_TRUE(resample(source.pixels(), held.pixels(), Kernel::lanczos3));
             ASSERT_TRUE(resample(source.pixels(), free.pixels(), Kernel::lanczos3, whole, Alpha::opaque));
             int beyond = 0;
@@ -316,9 +316,9 @@ TEST(Resample, ColoursStayWithinAlpha)
 
 TEST(Resample, TakesStridesOfAnySign)
 {
-    const TestPicture source = TestPicture::noise(40, 30, 4);
-    const TestPicture turned = source.flipped();
-    TestPicture expected(17, 50, 4), actual(17, 50, 4);
+    const SamplePicture source = SamplePicture::noise(40, 30, 4);
+    const SamplePicture turned = source.flipped();
+    SamplePicture expected(17, 50, 4), actual(17, 50, 4);
     ASSERT_TRUE(resample(turned.pixels(), expected.pixels(), Kernel::lanczos3));
     const ConstPixels from = source.pixels();
     const ConstPixels upwards{from.row(29), -from.stride, 40, 30, 4};
@@ -329,9 +329,9 @@ TEST(Resample, TakesStridesOfAnySign)
 TEST(Resample, GivesTheSameBytesForAnyNumberOfThreads)
 {
     for (const Size to : {Size{700, 333}, Size{1999, 1501}, Size{700, 2000}}) {
-        const TestPicture source = TestPicture::noise(1500, 1100, 4);
+        const SamplePicture source = SamplePicture::noise(1500, 1100, 4);
         for (const Kernel kernel : kernels) {
-            TestPicture one(to.width, to.height, 4), three(to.width, to.height, 4);
+            SamplePicture one(to.width, to.height, 4), three(to.width, to.height, 4);
             setConcurrency(1);
             ASSERT_TRUE(resample(source.pixels(), one.pixels(), kernel));
             setConcurrency(3);

@@ -23,9 +23,9 @@ inline std::ostream& operator<<(std::ostream& out, Size size)
 /// Components in the picture's own range; those of `fill` and `set` are 0 to 255 and widened for 16 bits.
 using Color = std::array<int, 4>;
 
-class TestPicture {
+class SamplePicture {
 public:
-    TestPicture(int width, int height, int bytesPerPixel)
+    SamplePicture(int width, int height, int bytesPerPixel)
         : width_(width),
           height_(height),
           bytesPerPixel_(bytesPerPixel),
@@ -35,9 +35,9 @@ public:
     }
 
     /// Every component of every pixel at random, the same in each run.
-    static TestPicture noise(int width, int height, int bytesPerPixel)
+    static SamplePicture noise(int width, int height, int bytesPerPixel)
     {
-        TestPicture picture(width, height, bytesPerPixel);
+        SamplePicture picture(width, height, bytesPerPixel);
         std::mt19937 random(static_cast<std::uint32_t>(width * 7919 + height));
         for (std::uint8_t& byte : picture.bytes_)
             byte = static_cast<std::uint8_t>(random() >> 13);
@@ -80,25 +80,25 @@ public:
                 set(x, y, color);
     }
 
-    [[nodiscard]] TestPicture part(int x, int y, int width, int height) const
+    [[nodiscard]] SamplePicture part(int x, int y, int width, int height) const
     {
-        TestPicture picture(width, height, bytesPerPixel_);
+        SamplePicture picture(width, height, bytesPerPixel_);
         for (int row = 0; row < height; ++row)
             std::copy_n(pixels().at(x, y + row), picture.stride(), picture.pixels().row(row));
         return picture;
     }
 
     /// Top to bottom.
-    [[nodiscard]] TestPicture flipped() const
+    [[nodiscard]] SamplePicture flipped() const
     {
-        TestPicture picture(width_, height_, bytesPerPixel_);
+        SamplePicture picture(width_, height_, bytesPerPixel_);
         for (int row = 0; row < height_; ++row)
             std::copy_n(pixels().row(row), stride(), picture.pixels().row(height_ - 1 - row));
         return picture;
     }
 
-    friend bool operator==(const TestPicture&, const TestPicture&) = default;
-    friend std::ostream& operator<<(std::ostream& out, const TestPicture& picture)
+    friend bool operator==(const SamplePicture&, const SamplePicture&) = default;
+    friend std::ostream& operator<<(std::ostream& out, const SamplePicture& picture)
     {
         return out << picture.width_ << " x " << picture.height_ << " x " << picture.bytesPerPixel_;
     }

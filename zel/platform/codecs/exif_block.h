@@ -7,8 +7,8 @@ namespace zel {
 
 /// What an EXIF block says that pixels depend on.
 struct ExifFacts {
-    Orientation orientation = Orientation::up;   ///< `up` where none or a wrong one is stated
-    double dpiX = 0, dpiY = 0;                   ///< 0 where none is stated; centimetres are brought to inches
+    Orientation orientation = Orientation::up; ///< `up` where none or a wrong one is stated
+    double dpiX = 0, dpiY = 0;                 ///< 0 where none is stated; centimetres are brought to inches
 };
 
 /// Reads IFD 0 of an EXIF block: TIFF bytes, with or without "Exif\0\0" in front. Damage gives what could be read.

@@ -1,5 +1,5 @@
-#include <zel/engine/parallel.h>
 #include <zel/engine/resample.h>
+#include <zel/engine/parallel.h>
 #include <zel/engine/resample_plan.h>
 
 #include <atomic>

@@ -1,5 +1,5 @@
-#include <zel/platform/foundation/file_calls.h>
 #include <zel/platform/foundation/memory_budget.h>
+#include <zel/platform/foundation/file_calls.h>
 
 #include <algorithm>
 #include <charconv>

@@ -1,5 +1,5 @@
-#include <zel/platform/foundation/percent.h>
 #include <zel/platform/foundation/url.h>
+#include <zel/platform/foundation/percent.h>
 
 #include <algorithm>
 #include <charconv>

@@ -1,0 +1,150 @@
+// Chains of operations on a small picture, with arguments of every kind: results have the size that is promised, pixels
+// that can be read, and no operation changes what it was handed.
+#include "decode_checks.h"
+#include "target.h"
+
+#include <zel/zel.h>
+
+#include <array>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace {
+
+using namespace zel;
+using fuzz::Choices;
+using fuzz::require;
+
+constexpr double nowhere = std::numeric_limits<double>::quiet_NaN();
+constexpr double endless = std::numeric_limits<double>::infinity();
+
+/// Mostly sides that make sense, now and then one that does not.
+double side(Choices& choices)
+{
+    constexpr std::array<double, 12> traps = {0,        -1,  -1e300, 1e300, nowhere,      endless,
+                                              -endless, 0.5, 1e-9,   1e9,   2147483648.0, -0.0};
+    const std::uint8_t kind = choices.byte();
+    return kind < 24   ? traps[kind % traps.size()]
+           : kind < 60 ? choices.number(1, 90) + choices.fraction()
+                       : choices.number(1, 90);
+}
+
+Ref<ZelImage> makePicture(Choices& choices)
+{
+    ZelImageBitmapRGBA bitmap({.width = choices.number(1, 40), .height = choices.number(1, 40)});
+    std::uint8_t value = choices.byte();
+    for (std::uint8_t& byte : bitmap.bytes())
+        byte = value = static_cast<std::uint8_t>(value * 5 + 3);
+    if (choices.byte() % 2 == 0)
+        bitmap.fillAlpha();
+    return bitmap.zelImage();
+}
+
+std::vector<std::uint8_t> pixelsOf(const Ref<ZelImage>& image)
+{
+    if (!image || !image->cgImage)
+        return {};
+    const std::span<const std::uint8_t> bytes = image->cgImage->bytes();
+    return {bytes.begin(), bytes.end()};
+}
+
+/// A whole number of pixels that a side may become: cut off, or rounded up.
+void requireSide(double wanted, int got)
+{
+    require(got == static_cast<int>(wanted) || got == static_cast<int>(std::ceil(wanted - 1e-6)),
+            "the side that is promised");
+}
+
+void requireSize(const Ref<ZelImage>& result, CGSize wanted)
+{
+    if (!result || !result->cgImage)
+        return;
+    requireSide(wanted.width, result->cgImage->width());
+    requireSide(wanted.height, result->cgImage->height());
+}
+
+Ref<ZelImage> step(Choices& choices, const Ref<ZelImage>& image, const Ref<ZelImage>& other)
+{
+    const CGSize size = image ? image->size : CGSize{};
+    const double a = side(choices), b = side(choices);
+    Ref<ZelImage> result;
+    switch (choices.byte() % 12) {
+    case 0:
+        result = resize(image, {.to = {a, b}});
+        requireSize(result, {a, b});
+        return result;
+    case 1:
+        result = resize(image, {.withMaxSide = a});
+        if (result && image)
+            require(std::max(result->size.width, result->size.height) <= std::max({size.width, size.height}),
+                    "no enlarging");
+        return result;
+    case 2:
+        return resize(image, {.withMinSideBoundedTo = a});
+    case 3:
+        result = resize(image, {.toWidth = a});
+        require(image == nullptr || result != nullptr, "the picture itself where the width cannot be had");
+        return result;
+    case 4:
+        result = resize(image, {.toHeight = a});
+        require(image == nullptr || result != nullptr, "the picture itself where the height cannot be had");
+        return result;
+    case 5:
+        return thumb(image, {.maxSide = a});
+    case 6:
+        result = resizeWithFit(image, {.to = {a, b}});
+        requireSize(result, {a, b});
+        return result;
+    case 7:
+        result = resizeWithFill(image, {.to = {a, b}});
+        requireSize(result, {a, b});
+        return result;
+    case 8:
+        return ZelImageHelper::resizeImage_v3(image, {.size = {a, b}});
+    case 9:
+        return ZelImageHelper::reduceImageToSize(image, {.targetSize = {a, b}});
+    case 10:
+        return ZelImageHelper::reduceImageTo1x1Pixels(image);
+    default: {
+        ZelWatermark how;
+        how.position = allCases<ZelWatermark::Position>()[choices.byte() % 9];
+        how.scale.policy = choices.byte() % 2 == 0 ? ZelWatermark::Scale::Policy::originalSize
+                                                   : ZelWatermark::Scale::Policy::largestSideScale;
+        how.scale.scale = a / 40;
+        how.scale.maxScale = b / 40;
+        how.opacity = choices.fraction() * 1.2 - 0.1;
+        result = watermark(image, {.with = other, .using_ = how});
+        requireSize(result, size);
+        return result;
+    }
+    }
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    ZelLimits limits = checks::tightLimits();
+    limits.operationBytes = std::uint64_t{16} << 20;
+    const ZelLimits::Scope scope(limits);
+    Console::setSink({});
+
+    Choices choices(data, size);
+    const Ref<ZelImage> other = makePicture(choices);
+    Ref<ZelImage> image = makePicture(choices);
+    const std::vector<std::uint8_t> otherBefore = pixelsOf(other);
+    for (int steps = 0; steps < 6 && choices.any(); ++steps) {
+        const std::vector<std::uint8_t> before = pixelsOf(image);
+        ZelFailure::clear();
+        const Ref<ZelImage> result = step(choices, image, other);
+        require(pixelsOf(image) == before && pixelsOf(other) == otherBefore,
+                "the pictures that were handed over as they were");
+        require(result != nullptr || ZelFailure::last().code != ZelFailureCode::none,
+                "a reason where there is no result");
+        if (result)
+            pixelsOf(result);
+        image = result;
+    }
+    return 0;
+}

@@ -1,0 +1,78 @@
+#include "seeds.h"
+
+namespace zel::seeds {
+namespace {
+
+struct Document {
+    const char* name;
+    char record; ///< the first byte: 0 image, 1 canvas, 2 watermark, 3 colour
+    const char* text;
+};
+
+// A red pixel.
+#define PIXEL "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAIAAACQd1PeAAAADElEQVR4nGP4z8AAAAMBAQDJ/pLvAAAAAElFTkSuQmCC"
+
+const Document documents[] = {
+    {"image", 0,
+     R"({"id":"a","size":[1,1],"metadata":{"metadata":[{"key":"k","value":"v"}]},"imageData":")" PIXEL R"("})"},
+    {"image-of-another-size", 0, R"({"id":"","size":[2.5,1e3],"metadata":{"metadata":[]},"imageData":")" PIXEL R"("})"},
+    {"image-null", 0, R"({"id":"a","size":[1,1],"metadata":{"metadata":[]},"imageData":null})"},
+    {"image-no-picture", 0, R"({"id":"a","size":[1,1],"metadata":{"metadata":[]},"imageData":"AAAA"})"},
+    {"image-bad-base64", 0, R"({"id":"a","size":[1,1],"metadata":{"metadata":[]},"imageData":"A*=A"})"},
+    {"canvas-empty", 1, "{}"},
+    {"canvas", 1,
+     R"({"size":{"width":30,"height":20},"layerList":[{"id":"l","type":"image","source":{"identification":"url","url":"file:///nowhere.png"},"spatialConforming":"fit","transform":{"anchor":[0.5,0.5],"position":[0.25,0.75],"scale":1.5,"opacity":0.5}}]})"},
+    {"canvas-share-app", 1,
+     R"({"size":{"width":1,"height":1},"layerList":[{"source":{"identification":"shareAppId","shareAppId":"../x"}},{},{"source":{"identification":"image"}}]})"},
+    {"canvas-huge", 1, R"({"size":{"width":1000000000,"height":1000000000},"layerList":[]})"},
+    {"canvas-negative", 1, R"({"size":{"width":-1,"height":9223372036854775807},"layerList":null})"},
+    {"canvas-mistyped", 1,
+     R"({"size":[1,2],"layerList":[{"id":7,"type":"shape","source":5,"spatialConforming":"stretch","transform":{"anchor":[0]}}]})"},
+    {"canvas-layer-no-object", 1, R"({"layerList":[1]})"},
+    {"watermark", 2,
+     R"({"position":"Bottom Right","scale":{"policy":"Largest Side Scale","scale":0.25,"maxScale":1,"minScale":0},"opacity":0.6})"},
+    {"watermark-centre", 2,
+     R"({"position":"Center","scale":{"policy":"Original Size","scale":1e308,"maxScale":-0.0,"minScale":5e-324},"opacity":1})"},
+    {"watermark-unknown", 2,
+     R"({"position":"Middle","scale":{"policy":"","scale":1,"maxScale":1,"minScale":0},"opacity":1})"},
+    {"watermark-missing", 2, R"({"position":"Center","scale":{"policy":"Original Size","scale":1}})"},
+    {"watermark-not-finite", 2,
+     R"({"position":"Center","scale":{"policy":"Original Size","scale":1e999,"maxScale":1,"minScale":0},"opacity":1})"},
+    {"colour", 3, R"({"r":1,"g":2,"b":255,"a":0})"},
+    {"colour-outside", 3, R"({"r":256,"g":-1,"b":1.5,"a":"0"})"},
+    {"colour-twice", 3, R"({"r":1,"r":2,"g":2,"b":3,"a":4})"},
+    {"colour-text", 3, R"("red")"},
+    {"empty", 1, ""},
+    {"not-utf8", 2, "{\"position\":\"\xff\xfe\"}"},
+    {"escapes", 0,
+     R"({"id":"\u0000\ud83d\ude00\"\\/","size":[1,1],"metadata":{"metadata":[]},"imageData":")" PIXEL R"("})"},
+};
+
+/// A document that opens many more brackets than any honest one.
+std::string deep(std::size_t depth)
+{
+    std::string text = R"({"layerList":)";
+    for (std::size_t i = 0; i < depth; ++i)
+        text += '[';
+    return text;
+}
+
+Seed make(const std::string& name, char record, const std::string& text)
+{
+    const std::string all = record + text;
+    return {"json-" + name, Bytes(all.begin(), all.end()), 0, 0};
+}
+
+} // namespace
+
+std::vector<Seed> jsonSeeds()
+{
+    std::vector<Seed> seeds;
+    for (const Document& document : documents)
+        seeds.push_back(make(document.name, document.record, document.text));
+    seeds.push_back(make("deep", 1, deep(65)));
+    seeds.push_back(make("very-deep", 1, deep(20'000)));
+    return seeds;
+}
+
+} // namespace zel::seeds

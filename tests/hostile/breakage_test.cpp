@@ -1,0 +1,102 @@
+// Thousands of damaged files, always the same ones: none may crash, hang, show memory that nobody wrote, or be refused
+// without a reason.
+#include "damage.h"
+#include "decode_checks.h"
+
+#include <zel/platform/codecs/codec.h>
+#include <zel/platform/foundation/failure.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <malloc.h>
+
+namespace zel {
+namespace {
+
+Ref<const PixelProvider> open(const seeds::Bytes& bytes)
+{
+    return openPicture(ByteSource::view(bytes));
+}
+
+std::size_t openDescriptors()
+{
+    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
+}
+
+TEST(Hostile, SoundSeedsDecodeAndAreWhatTheyWereWrittenAs)
+{
+    for (const seeds::Seed& seed : seeds::pictureSeeds()) {
+        SCOPED_TRACE(seed.name);
+        EXPECT_EQ(checks::problemOfDecoding(seed.bytes), "");
+        EXPECT_EQ(checks::problemOfFacts(seed.bytes), "");
+
+        const Ref<const PixelProvider> picture = open(seed.bytes);
+        ASSERT_TRUE(picture) << ZelFailure::last().message;
+        EXPECT_EQ(picture->facts().format, seed.name.substr(0, seed.name.find('-')));
+        const Ref<const CGImage> image = CGImage::make(picture);
+        ASSERT_TRUE(image);
+        EXPECT_EQ(image->width(), seed.width);
+        EXPECT_EQ(image->height(), seed.height);
+        EXPECT_FALSE(image->bytes().empty()) << ZelFailure::last().message;
+    }
+}
+
+struct Way {
+    const char* name;
+    std::vector<damage::Damaged> (*damage)(const seeds::Seed&, int);
+    int count;
+};
+
+class Damage : public testing::TestWithParam<Way> {};
+
+TEST_P(Damage, EndsWithAPictureOrAReason)
+{
+    std::size_t pictures = 0, refusals = 0;
+    for (const seeds::Seed& seed : seeds::pictureSeeds()) {
+        for (const damage::Damaged& damaged : GetParam().damage(seed, GetParam().count)) {
+            SCOPED_TRACE(seed.name + ": " + damaged.how);
+            EXPECT_EQ(checks::problemOfDecoding(damaged.bytes), "");
+            EXPECT_EQ(checks::problemOfFacts(damaged.bytes), "");
+            ++(open(damaged.bytes) ? pictures : refusals);
+        }
+    }
+    // Damage that nobody notices, or that stops everything at the door, would try nothing.
+    EXPECT_GT(pictures, 100u);
+    EXPECT_GT(refusals, 100u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, Damage,
+                         testing::Values(Way{"Cuts", damage::cuts, 32}, Way{"Changes", damage::changes, 64},
+                                         Way{"Patches", damage::patches, 12}),
+                         [](const auto& way) { return std::string(way.param.name); });
+
+TEST(Hostile, RepeatedDecodingKeepsNothing)
+{
+    struct Reading {
+        std::size_t bytes, descriptors;
+    };
+    const auto decodeAll = [] {
+        for (const seeds::Seed& seed : seeds::pictureSeeds()) {
+            for (const seeds::Bytes& bytes :
+                 {seed.bytes,
+                  seeds::Bytes(seed.bytes.begin(), seed.bytes.begin() + std::ptrdiff_t(seed.bytes.size() * 2 / 3))}) {
+                const Ref<const CGImage> image = CGImage::make(open(bytes));
+                if (image)
+                    (void)image->bytes();
+            }
+        }
+        return Reading{mallinfo2().uordblks, openDescriptors()};
+    };
+    decodeAll(); // tables and modules that stay
+    const Reading before = decodeAll();
+    for (int i = 0; i < 100; ++i)
+        decodeAll();
+    const Reading after = decodeAll();
+    EXPECT_LE(after.bytes, before.bytes + 512 * 1024);
+    EXPECT_EQ(after.descriptors, before.descriptors);
+}
+
+} // namespace
+} // namespace zel

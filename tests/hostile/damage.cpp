@@ -1,0 +1,167 @@
+#include "damage.h"
+
+#include <algorithm>
+#include <array>
+#include <random>
+
+namespace zel::damage {
+namespace {
+
+using seeds::Bytes;
+using seeds::Seed;
+
+struct Field {
+    std::string name;
+    std::size_t at = 0;
+    int size = 0; // bytes
+    bool littleEndian = false;
+};
+
+std::uint32_t numberAt(const Bytes& bytes, std::size_t at, int size, bool littleEndian)
+{
+    std::uint32_t value = 0;
+    for (int i = 0; i < size; ++i)
+        value = value << 8 | bytes.at(at + static_cast<std::size_t>(littleEndian ? size - 1 - i : i));
+    return value;
+}
+
+void setNumber(Bytes& bytes, const Field& field, std::uint32_t value)
+{
+    for (int i = 0; i < field.size; ++i) {
+        const int place = field.littleEndian ? i : field.size - 1 - i;
+        bytes.at(field.at + static_cast<std::size_t>(place)) = static_cast<std::uint8_t>(value >> (8 * i));
+    }
+}
+
+bool isPng(const Bytes& bytes)
+{
+    return bytes.size() > 33 && bytes[0] == 0x89 && bytes[1] == 'P';
+}
+
+std::vector<Field> pngFields(const Bytes& bytes)
+{
+    std::vector<Field> fields = {
+        {"width", 16, 4}, {"height", 20, 4}, {"depth", 24, 1}, {"colour type", 25, 1}, {"interlacing", 28, 1}};
+    for (std::size_t at = 8; at + 12 <= bytes.size(); at += 12 + numberAt(bytes, at, 4, false))
+        fields.push_back({"length of a chunk", at, 4});
+    return fields;
+}
+
+/// Sizes, sampling and components of the frame; lengths of all segments up to the scan.
+std::vector<Field> jpegFields(const Bytes& bytes)
+{
+    std::vector<Field> fields;
+    for (std::size_t at = 2; at + 4 <= bytes.size() && bytes[at] == 0xFF && bytes[at + 1] != 0xDA;) {
+        const std::uint8_t marker = bytes[at + 1];
+        fields.push_back({"length of a segment", at + 2, 2});
+        if (marker == 0xC0 || marker == 0xC1 || marker == 0xC2) {
+            fields.insert(fields.begin(), {{"precision", at + 4, 1},
+                                           {"height", at + 5, 2},
+                                           {"width", at + 7, 2},
+                                           {"components", at + 9, 1},
+                                           {"sampling", at + 11, 1},
+                                           {"quantisation table", at + 12, 1}});
+        }
+        at += 2 + numberAt(bytes, at + 2, 2, false);
+    }
+    return fields;
+}
+
+/// Type, count and value of every entry of the first directory, and where the next one stands.
+std::vector<Field> tiffFields(const Bytes& bytes)
+{
+    const bool little = bytes[0] == 'I';
+    const std::size_t directory = numberAt(bytes, 4, 4, little);
+    const std::uint32_t count = numberAt(bytes, directory, 2, little);
+    std::vector<Field> fields = {{"first directory", 4, 4, little}, {"entries", directory, 2, little}};
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const std::size_t entry = directory + 2 + std::size_t{12} * i;
+        const std::string tag = std::to_string(numberAt(bytes, entry, 2, little));
+        const bool isShort = numberAt(bytes, entry + 2, 2, little) == 3 && numberAt(bytes, entry + 4, 4, little) == 1;
+        fields.push_back({"value of tag " + tag, entry + 8, isShort ? 2 : 4, little});
+        fields.push_back({"count of tag " + tag, entry + 4, 4, little});
+        fields.push_back({"type of tag " + tag, entry + 2, 2, little});
+    }
+    fields.push_back({"next directory", directory + 2 + std::size_t{12} * count, 4, little});
+    return fields;
+}
+
+std::uint32_t pngChecksum(const Bytes& bytes, std::size_t first, std::size_t last)
+{
+    std::uint32_t sum = 0xFFFFFFFF; // CRC-32 as PNG's annex D defines it, bit by bit
+    for (std::size_t at = first; at < last; ++at) {
+        sum ^= bytes[at];
+        for (int bit = 0; bit < 8; ++bit)
+            sum = sum >> 1 ^ ((sum & 1) != 0 ? 0xEDB88320u : 0u);
+    }
+    return ~sum;
+}
+
+} // namespace
+
+void repairPngChecksums(Bytes& bytes)
+{
+    for (std::size_t at = 8; at + 12 <= bytes.size();) {
+        const std::size_t end = at + 8 + numberAt(bytes, at, 4, false);
+        if (end + 4 > bytes.size())
+            return;
+        setNumber(bytes, {"checksum", end, 4}, pngChecksum(bytes, at + 4, end));
+        at = end + 4;
+    }
+}
+
+std::vector<Damaged> cuts(const Seed& seed, int count)
+{
+    std::vector<Damaged> all;
+    for (int i = 0; i < count; ++i) {
+        const std::size_t length = seed.bytes.size() * static_cast<std::size_t>(i) / static_cast<std::size_t>(count);
+        all.push_back({"cut after " + std::to_string(length) + " bytes",
+                       Bytes(seed.bytes.begin(), seed.bytes.begin() + static_cast<std::ptrdiff_t>(length))});
+    }
+    return all;
+}
+
+std::vector<Damaged> changes(const Seed& seed, int count)
+{
+    std::mt19937 random(static_cast<std::uint32_t>(seed.bytes.size())); // the same sequence on every run
+    std::vector<Damaged> all;
+    for (int i = 0; i < count; ++i) {
+        Damaged damaged{"bytes changed:", seed.bytes};
+        for (auto left = 1 + random() % 3; left > 0; --left) {
+            const std::size_t at = random() % seed.bytes.size();
+            damaged.bytes[at] ^= static_cast<std::uint8_t>(1 + random() % 255);
+            damaged.how += " " + std::to_string(at);
+        }
+        if (isPng(seed.bytes) && i % 2 == 0)
+            repairPngChecksums(damaged.bytes);
+        all.push_back(std::move(damaged));
+    }
+    return all;
+}
+
+std::vector<Damaged> patches(const Seed& seed, int count)
+{
+    constexpr std::array<std::uint32_t, 8> values = {0, 0xFFFFFFFF, 1, 0x7FFFFFFF, 16, 0x10000, 3, 65500};
+    std::vector<Field> fields;
+    if (isPng(seed.bytes))
+        fields = pngFields(seed.bytes);
+    else if (seed.bytes[0] == 0xFF)
+        fields = jpegFields(seed.bytes);
+    else
+        fields = tiffFields(seed.bytes);
+
+    std::vector<Damaged> all;
+    for (int i = 0; i < count; ++i) {
+        // Every field in turn, and each round with other values than the one before.
+        const std::size_t place = static_cast<std::size_t>(i) % fields.size();
+        const std::uint32_t value = values[(static_cast<std::size_t>(i) / fields.size() * 3 + place) % values.size()];
+        Damaged damaged{fields[place].name + " = " + std::to_string(value), seed.bytes};
+        setNumber(damaged.bytes, fields[place], value);
+        if (isPng(seed.bytes))
+            repairPngChecksums(damaged.bytes);
+        all.push_back(std::move(damaged));
+    }
+    return all;
+}
+
+} // namespace zel::damage

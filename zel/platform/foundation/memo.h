@@ -9,17 +9,21 @@
 
 namespace zel {
 
-/// A bounded memo table.
-class ZelPrecalc {
+/// A bounded memo table: values by text key, the least recently used out first. May be used from several threads;
+/// copies are the same table.
+class ZEL_API ZelPrecalc {
 public:
     struct Options {
-        int listBound = 256;
-        std::string cacheSubfolder = {};
+        int listBound = 256;             ///< values kept; below 1 nothing is
+        std::string cacheSubfolder = {}; ///< kept with the table and not used: values live in memory alone
     };
     explicit ZelPrecalc(Options options);
     struct Lookup {
-        bool deferred = false;
+        bool deferred = false; ///< accepted and without effect: a value is stored before the call returns
     };
+    /// The value stored under the key, else what the closure computes, which is then stored. The closure runs without a
+    /// lock, so it may use the table; of threads that compute the same key at once, the first result is stored and
+    /// given to all. What the closure throws passes through, and nothing is stored.
     std::any getValueOrCalc(const std::string& key, Lookup lookup, const std::function<std::any()>& closure);
 
 private:
@@ -27,6 +31,7 @@ private:
     Ref<State> state_;
 };
 
+/// A dictionary that any number of threads may use at once.
 template <class K, class V>
 class ZelThreadSafeDictionary {
 public:
@@ -34,6 +39,7 @@ public:
     struct ValueFor {
         const K& for_;
     };
+    /// A copy of the value; absent when there is none.
     std::optional<V> value(ValueFor key) const
     {
         const std::scoped_lock lock(mutex_);
@@ -43,12 +49,15 @@ public:
     struct SetValue {
         K key;
         V value;
-        bool deferred = false;
+        bool deferred = false; ///< accepted and without effect: the value is there when the call returns
     };
     void set(SetValue entry)
     {
+        // Swapped rather than assigned, so that what is replaced is destroyed after the lock is given back.
         const std::scoped_lock lock(mutex_);
-        values_.insert_or_assign(std::move(entry.key), std::move(entry.value));
+        const auto [at, added] = values_.try_emplace(std::move(entry.key), entry.value);
+        if (!added)
+            std::swap(at->second, entry.value);
     }
 
 private:

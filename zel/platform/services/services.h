@@ -1,81 +1,48 @@
 #pragma once
 #include <zel/export.h>
+#include <zel/platform/foundation/address_policy.h>
 #include <zel/platform/foundation/url.h>
 
-#include <any>
-#include <chrono>
 #include <functional>
 #include <future>
-#include <map>
 
 namespace zel {
 
-using Date = std::chrono::system_clock::time_point;
-
-/// The share-app store: files by identifier.
-class ZelShareApp {
+/// The share-app store: files by identifier, in a folder of their own. May be used from several threads and processes.
+class ZEL_API ZelShareApp {
 public:
+    /// The content folder; made when the first file is taken in.
     explicit ZelShareApp(const URL& folder);
-    struct Ingest { URL fileAtUrl; bool upload = false; std::function<void(double)> progress = {}; };
-    std::future<std::string> ingestAndGetId(Ingest file) const;      ///< an empty text when the file cannot be taken in
-    struct Find { std::string forId; bool downloadRemote = false; };
+
+    struct Ingest {
+        URL fileAtUrl;
+        bool upload = false;                       ///< this build has no remote store: noted as a warning
+        std::function<void(double)> progress = {}; ///< fractions 0 to 1, on a background thread; must not throw
+    };
+    /// Copies a file into the store and gives its new identifier; an empty text, with the reason noted, when the file
+    /// cannot be taken in. The identifier ends in the file's extension and is safe as a file name.
+    std::future<std::string> ingestAndGetId(Ingest file) const;
+
+    struct Find {
+        std::string forId;
+        bool downloadRemote = false; ///< this build has no remote store: what is not here is not found
+    };
+    /// Where the file of an identifier lies; absent when the store has none.
     std::future<std::optional<URL>> url(Find what) const;
 
 private:
     URL folder_;
 };
 
-class ZelResourceDownloader {
-public:
-    struct Options { std::optional<double> timeOut = {}; bool useDiskCache = false; };
-    void asyncDownload(const URL& address, Options options, std::function<void(Data)> completion);
-};
-
-namespace ZelNet {
-struct Upload { URL to; Data data; std::string withFileName; std::string mimetype; };
-std::future<bool> upload(Upload what);
-void setDefaultEndpoint(const URL& address);     ///< path "/orvo/filePost.php"; empty = unset: uploads without an address fail and say so
-} // namespace ZelNet
-
-class OrvoData {
-public:
-    explicit OrvoData(const URL& baseAddress);
-    struct Result { Data data; };
-    struct WithId { std::string withId; };
-    std::future<std::optional<Result>> getData(WithId id) const;
-
-private:
-    URL base_;
-};
-
-class ZelSubFiles {
-public:
-    explicit ZelSubFiles(const URL& folder);
-    struct ForId { std::string forId; };
-    std::optional<Data> data(ForId id) const;
-
-private:
-    URL folder_;
-};
-
-/// A process-wide store of objects by text key, least used out first above its bytes.
-class ZelCache {
-public:
-    ZelCache();
-    std::any getCached(const std::string& key) const;                ///< empty when absent
-    struct Object { std::any object; std::size_t bytes = 0; };
-    void setCached(const std::string& key, Object object);
-
-private:
-    struct State;
-    Ref<State> state_;
-};
-
-/// Where documents persist: $XDG_DATA_HOME/<application>; caches: $XDG_CACHE_HOME/<application>.
+/// Where documents and caches of the application lie, by the XDG base directory rules. Nothing is created here.
 namespace Folders {
-void setApplication(const std::string& name);
-URL data();
-URL caches();
+/// The name of the application's folders, instead of the program's name. One that cannot be a folder's name is refused
+/// and noted.
+ZEL_API void setApplication(const std::string& name);
+/// $XDG_DATA_HOME/<application>, else ~/.local/share/<application>; empty where there is no home.
+ZEL_API URL data();
+/// $XDG_CACHE_HOME/<application>, else ~/.cache/<application>; empty where there is no home.
+ZEL_API URL caches();
 } // namespace Folders
 
 } // namespace zel

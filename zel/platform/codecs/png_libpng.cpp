@@ -156,13 +156,16 @@ void Session::configure(bool byPasses)
     png_read_info(png_, info_);
     png_set_expand(png_);
     png_set_gray_to_rgb(png_);
-    if (!header_.facts.hasAlpha && header_.transparency.empty())
+    // libpng leaves a tRNS out that it finds wrong: it alone knows whether expanding brings alpha.
+    if ((png_get_color_type(png_, info_) & PNG_COLOR_MASK_ALPHA) == 0 && png_get_valid(png_, info_, PNG_INFO_tRNS) == 0)
         png_set_add_alpha(png_, 0xFFFF, PNG_FILLER_AFTER);
     if (std::endian::native == std::endian::little)
         png_set_swap(png_);
     if (byPasses)
         passes_ = png_set_interlace_handling(png_);
     png_read_update_info(png_, info_);
+    if (png_get_rowbytes(png_, info_) != static_cast<std::size_t>(header_.width) * (header_.bits == 16 ? 8 : 4))
+        png_error(png_, "rows of an unexpected size");
 }
 
 bool Session::readRow(std::uint8_t* row, std::uint8_t* block)

@@ -1,5 +1,5 @@
-#include <zel/platform/foundation/base64.h>
 #include <zel/platform/foundation/json_coding.h>
+#include <zel/platform/foundation/base64.h>
 #include <zel/platform/foundation/limits.h>
 #include <zel/platform/foundation/number_text.h>
 #include <zel/platform/foundation/utf8.h>

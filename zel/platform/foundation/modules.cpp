@@ -1,6 +1,6 @@
+#include <zel/platform/foundation/modules.h>
 #include <zel/platform/foundation/file_calls.h>
 #include <zel/platform/foundation/guards.h>
-#include <zel/platform/foundation/modules.h>
 #include <zel/platform/foundation/notes.h>
 
 #include <climits>

@@ -54,10 +54,10 @@ Reason lookAt(Place& place)
     return place.exists || errno == ENOENT ? Reason{} : errorText(errno);
 }
 
-std::optional<std::string> linkText(const Place& place)
+std::optional<std::string> linkText(int folder, const std::string& name)
 {
     std::string text(PATH_MAX, '\0');
-    const ssize_t length = fileCalls().readlinkat(place.folder.get(), place.name.c_str(), text.data(), text.size());
+    const ssize_t length = fileCalls().readlinkat(folder, name.c_str(), text.data(), text.size());
     if (length < 0)
         return std::nullopt;
     text.resize(static_cast<std::size_t>(length));
@@ -66,12 +66,12 @@ std::optional<std::string> linkText(const Place& place)
 
 // A link counts as what it leads to: nobody wants the entry of a device replaced by a picture, and those of /dev lead
 // into /proc, where even regular files are somebody's open descriptors.
-Reason refusalOfLink(const Place& place, const std::string& text)
+Reason refusalOfLink(int folder, const std::string& name, const std::string& text)
 {
     struct stat end {};
     if (text.starts_with("/proc/"))
         return "it leads to a descriptor of a process";
-    if (fileCalls().fstatat(place.folder.get(), place.name.c_str(), &end, 0) != 0)
+    if (fileCalls().fstatat(folder, name.c_str(), &end, 0) != 0)
         return errno == ENOENT ? Reason{} : errorText(errno);
     const std::string kind = oddKind(end.st_mode);
     return kind.empty() ? Reason{} : "it leads to " + kind;
@@ -95,10 +95,10 @@ Reason findPlace(const std::string& path, bool followLink, Place& place)
 {
     Reason reason = enter(nullptr, path, place);
     for (int links = 0; reason.empty() && place.exists && S_ISLNK(place.old.st_mode); ++links) {
-        const std::optional<std::string> text = linkText(place);
+        const std::optional<std::string> text = linkText(place.folder.get(), place.name);
         if (!text)
             return errorText(errno);
-        if (reason = refusalOfLink(place, *text); !reason.empty() || !followLink)
+        if (reason = refusalOfLink(place.folder.get(), place.name, *text); !reason.empty() || !followLink)
             return reason;
         if (links == mostLinks)
             return "too many symbolic links";
@@ -109,11 +109,6 @@ Reason findPlace(const std::string& path, bool followLink, Place& place)
         if (const std::string kind = oddKind(place.old.st_mode); !kind.empty())
             return "it is " + kind;
     return reason;
-}
-
-bool canBeRemoved(const Place& place)
-{
-    return place.exists && (S_ISREG(place.old.st_mode) || S_ISLNK(place.old.st_mode));
 }
 
 Reason makeFolders(const std::string& folder)
@@ -225,8 +220,7 @@ bool writeAtomically(const URL& file, std::span<const std::uint8_t> bytes, const
     Place place;
     if (reason.empty())
         reason = findPlace(path.string(), options.followLink, place);
-    const bool found = reason.empty();
-    if (found)
+    if (reason.empty())
         reason = replace(place, bytes);
     if (reason.empty()) {
         // The bytes are safe under the old name or the new one; only a power failure can still tell which.
@@ -237,17 +231,26 @@ bool writeAtomically(const URL& file, std::span<const std::uint8_t> bytes, const
                  path.string());
         return true;
     }
-    if (found && options.absentAfterFailure && canBeRemoved(place))
-        fileCalls().unlinkat(place.folder.get(), place.name.c_str(), 0);
+    if (options.absentAfterFailure)
+        removeTarget(file);
     return fail(ZelFailureCode::writeFailed, options.operation,
                 fmt::format("{}: cannot be written: {}", path.filename().string(), reason), path.string());
 }
 
 void removeTarget(const URL& file)
 {
-    Place place;
-    if (file.isFile() && findPlace(file.filePath().string(), false, place).empty() && canBeRemoved(place))
-        fileCalls().unlinkat(place.folder.get(), place.name.c_str(), 0);
+    const std::string path = file.filePath().string();
+    struct stat facts {};
+    if (path.empty() || fileCalls().fstatat(AT_FDCWD, path.c_str(), &facts, AT_SYMLINK_NOFOLLOW) != 0)
+        return;
+    if (S_ISLNK(facts.st_mode)) {
+        const std::optional<std::string> text = linkText(AT_FDCWD, path);
+        if (!text || !refusalOfLink(AT_FDCWD, path, *text).empty())
+            return;
+    } else if (!S_ISREG(facts.st_mode)) {
+        return;
+    }
+    fileCalls().unlink(path.c_str());
 }
 
 } // namespace zel

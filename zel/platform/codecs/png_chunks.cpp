@@ -16,7 +16,6 @@
 namespace zel::png {
 namespace {
 
-constexpr std::uint64_t chunkOverhead = 12; // length, type, checksum
 constexpr std::uint32_t maximumLength = 0x7FFFFFFF;
 constexpr int maximumChunks = 1000;         // before the pixels: real files have fewer than thirty
 constexpr int maximumPixelChunks = 100'000; // passed over in search of an orientation behind them
@@ -26,7 +25,7 @@ constexpr std::size_t pieceBytes = 256 * 1024; // of compressed pixels: stays in
 
 constexpr std::uint32_t typeIHDR = chunkType("IHDR"), typePLTE = chunkType("PLTE"), typeIDAT = chunkType("IDAT"),
                         typeIEND = chunkType("IEND"), typeTRNS = chunkType("tRNS"), typeICCP = chunkType("iCCP"),
-                        typeSRGB = chunkType("sRGB"), typePHYS = chunkType("pHYs"), typeEXIF = chunkType("eXIf"),
+                        typePHYS = chunkType("pHYs"), typeEXIF = chunkType("eXIf"),
                         typeACTL = chunkType("acTL");
 
 bool isCritical(std::uint32_t type)

@@ -25,12 +25,12 @@ bool reduceBand(const Plan& plan, const ConstPixels& from, const Pixels& to, int
     ScratchRows<typename Depth::Middle> middle(plan.columnCount, 1);
     if (!middle.valid())
         return false;
-    std::vector<const Component*> rows(static_cast<std::size_t>(plan.rows.mostTaps()));
+    TapRows<Component> rows(plan.rows.mostTaps());
     for (int y = first; y < last; ++y) {
         const Taps& taps = plan.row(y);
-        for (int k = 0; k < taps.count; ++k)
-            rows[static_cast<std::size_t>(k)] = componentsAt<Component>(from.row(taps.first + k), plan.firstColumn);
-        const WeightedRows<Component> in{rows.data(), plan.rows.weightsOf(taps), taps.count};
+        const WeightedRows<Component> in = rows.gather(plan.rows.weightsOf(taps), taps.count, [&](int k) {
+            return componentsAt<Component>(from.row(taps.first + k), plan.firstColumn);
+        });
         Kernels<Depth>::verticalIn(in, middle.row(0), plan.fromComponents());
         Kernels<Depth>::horizontalOut(middle.row(0), plan.columns, plan.hold, reinterpret_cast<Component*>(to.row(y)));
     }
@@ -47,7 +47,7 @@ bool enlargeBand(const Plan& plan, const ConstPixels& from, const Pixels& to, in
     ScratchRows<Middle> filtered(plan.toWidth(), kept); // source row y in row y % kept
     if (!wide.valid() || !filtered.valid())
         return false;
-    std::vector<const Middle*> rows(static_cast<std::size_t>(kept));
+    TapRows<Middle> rows(kept);
     int next = plan.row(first).first;
     for (int y = first; y < last; ++y) {
         const Taps& taps = plan.row(y);
@@ -56,9 +56,8 @@ bool enlargeBand(const Plan& plan, const ConstPixels& from, const Pixels& to, in
             Kernels<Depth>::widen(in, wide.row(0), plan.fromComponents());
             Kernels<Depth>::horizontalIn(wide.row(0), plan.columns, filtered.row(next % kept));
         }
-        for (int k = 0; k < taps.count; ++k)
-            rows[static_cast<std::size_t>(k)] = filtered.row((taps.first + k) % kept);
-        const WeightedRows<Middle> in{rows.data(), plan.rows.weightsOf(taps), taps.count};
+        const WeightedRows<Middle> in = rows.gather(plan.rows.weightsOf(taps), taps.count,
+                                                    [&](int k) { return filtered.row((taps.first + k) % kept); });
         Kernels<Depth>::verticalOut(in, plan.hold, reinterpret_cast<Component*>(to.row(y)), plan.toComponents());
     }
     return true;

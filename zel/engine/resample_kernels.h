@@ -27,9 +27,38 @@ struct Depth16 {
 /// Rows, from their first component that counts, and what each weighs.
 template <class Value>
 struct WeightedRows {
-    const Value* const* rows;
+    const Value* const* rows; ///< one more than `count` where that is odd: the last one again
     const std::int32_t* weights;
+    const std::int32_t* pairs; ///< for 8 bits: two weights of 16 bits each, the earlier one in the lower half
     int count;
+
+    [[nodiscard]] int pairCount() const { return (count + 1) / 2; }
+};
+
+/// Gathers the rows of a position; made once for many positions of at most `most` taps.
+template <class Value>
+class TapRows {
+public:
+    explicit TapRows(int most) : rows_(static_cast<std::size_t>(most) + 1), pairs_(rows_.size() / 2 + 1) {}
+
+    /// The `count` rows with these weights; `rowAt(i)` gives each.
+    template <class RowAt>
+    WeightedRows<Value> gather(const std::int32_t* weights, int count, const RowAt& rowAt)
+    {
+        for (int i = 0; i < count; ++i)
+            rows_[static_cast<std::size_t>(i)] = rowAt(i);
+        rows_[static_cast<std::size_t>(count)] = rows_[static_cast<std::size_t>(count - 1)];
+        for (int i = 0; i < count; i += 2) {
+            const std::int32_t second = i + 1 < count ? weights[i + 1] : 0;
+            pairs_[static_cast<std::size_t>(i / 2)] =
+                (weights[i] & 0xFFFF) | static_cast<std::int32_t>(static_cast<std::uint32_t>(second) << 16);
+        }
+        return {rows_.data(), weights, pairs_.data(), count};
+    }
+
+private:
+    std::vector<const Value*> rows_;
+    std::vector<std::int32_t> pairs_;
 };
 
 /// Kernels along a row may read this many pixels behind its last one, whatever they hold.
@@ -40,9 +69,10 @@ struct RowTaps {
     explicit RowTaps(Axis positions);
 
     Axis axis;
-    std::vector<std::int16_t> pairs;    ///< for 8 bits: two weights, four times over, for every two taps; zeros behind
+    /// For 8 bits: the weights of two taps, four times over, for every two of `padded` taps; zeros behind the last.
+    std::vector<std::int16_t> pairs;
     std::vector<std::uint32_t> pairsOf; ///< position → where its pairs begin
-    int steps = 0;                      ///< of `pixelsBehindRow` taps, of every position
+    int padded = 0;                     ///< the most taps of a position, rounded up to whole `pixelsBehindRow`
 };
 
 /// A row that comes out of a pass: only held to the range of its components, or colours also to the alpha beside them.
@@ -76,7 +106,25 @@ struct ReferenceKernels {
     static void verticalOut(const WeightedRows<Middle>& in, Hold hold, Component* out, std::size_t count);
 };
 
+/// The same functions through SIMD, chosen for the machine that runs them. The order of `sums` is theirs.
 template <class Depth>
-using Kernels = ReferenceKernels<Depth>;
+struct Kernels : ReferenceKernels<Depth> {
+};
+
+template <>
+struct Kernels<Depth8> {
+    using Depth = ReferenceKernels<Depth8>;
+    using Component = Depth::Component;
+    using Middle = Depth::Middle;
+    using Sum = Depth::Sum;
+
+    static void verticalIn(const WeightedRows<Component>& in, Middle* out, std::size_t count);
+    static void verticalAdd(const WeightedRows<Component>& in, Sum* sums, std::size_t count);
+    static void verticalRound(const Sum* sums, Middle* out, std::size_t count);
+    static void horizontalOut(const Middle* in, const RowTaps& taps, Hold hold, Component* out);
+    static void widen(const Component* in, Middle* out, std::size_t count);
+    static void horizontalIn(const Middle* in, const RowTaps& taps, Middle* out);
+    static void verticalOut(const WeightedRows<Middle>& in, Hold hold, Component* out, std::size_t count);
+};
 
 } // namespace zel::engine

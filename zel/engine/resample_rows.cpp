@@ -154,14 +154,11 @@ public:
 
 private:
     struct Scratch {
-        explicit Scratch(const Plan& plan)
-            : middle(plan.columnCount, 1), rows(static_cast<std::size_t>(plan.rows.mostTaps()))
-        {
-        }
+        explicit Scratch(const Plan& plan) : middle(plan.columnCount, 1), rows(plan.rows.mostTaps()) {}
         [[nodiscard]] bool valid() const { return middle.valid(); }
 
         ScratchRows<Middle> middle;
-        std::vector<const Component*> rows;
+        TapRows<Component> rows;
     };
 
     /// The most result rows that take from both sides of any border between source rows.
@@ -182,10 +179,9 @@ private:
     {
         const int begin = std::max(taps.first, first);
         const int end = std::min(taps.end(), first + band.height);
-        for (int y = begin; y < end; ++y)
-            scratch.rows[static_cast<std::size_t>(y - begin)] =
-                componentsAt<Component>(band.row(y - first), plan().firstColumn);
-        return {scratch.rows.data(), plan().rows.weightsOf(taps) + (begin - taps.first), end - begin};
+        return scratch.rows.gather(plan().rows.weightsOf(taps) + (begin - taps.first), end - begin, [&](int k) {
+            return componentsAt<Component>(band.row(begin + k - first), plan().firstColumn);
+        });
     }
 
     bool take(int first, const ConstPixels& band) override
@@ -239,9 +235,10 @@ public:
 private:
     static constexpr int rowsAtATime = 16; // filtered before the result rows that they complete: they stay in the cache
 
-    struct PointerScratch {
+    struct Scratch {
+        explicit Scratch(int most) : rows(most) {}
         [[nodiscard]] static bool valid() { return true; }
-        std::vector<const Middle*> rows;
+        TapRows<Middle> rows;
     };
 
     bool take(int first, const ConstPixels& band) override
@@ -263,14 +260,12 @@ private:
                 Kernels<Depth>::horizontalIn(wide.row(0), plan().columns, filtered_.row(y % slots_));
             }))
             return false;
-        const auto makePointers = [&] {
-            return PointerScratch{std::vector<const Middle*>(static_cast<std::size_t>(plan().rows.mostTaps()))};
-        };
-        return finishRows(first + rows.height, makePointers, [&](int y, std::uint8_t* out, PointerScratch& scratch) {
+        const auto makeScratch = [&] { return Scratch(plan().rows.mostTaps()); };
+        return finishRows(first + rows.height, makeScratch, [&](int y, std::uint8_t* out, Scratch& scratch) {
             const Taps& taps = plan().row(y);
-            for (int k = 0; k < taps.count; ++k)
-                scratch.rows[static_cast<std::size_t>(k)] = filtered_.row((taps.first + k) % slots_);
-            const WeightedRows<Middle> in{scratch.rows.data(), plan().rows.weightsOf(taps), taps.count};
+            const WeightedRows<Middle> in = scratch.rows.gather(plan().rows.weightsOf(taps), taps.count, [&](int k) {
+                return filtered_.row((taps.first + k) % slots_);
+            });
             Kernels<Depth>::verticalOut(in, plan().hold, reinterpret_cast<Component*>(out), plan().toComponents());
         });
     }

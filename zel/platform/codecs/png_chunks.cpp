@@ -200,6 +200,8 @@ bool readChunk(const ByteSource& source, const Chunk& chunk, Header& header, Met
                 return fail(ZelFailureCode::unreadable, "decode",
                             fmt::format("PNG: a palette of {} bytes", data->size()));
             header.palette = std::move(*data);
+            // Entries that no index can reach are left out, as libpng does: transparency is judged by what remains.
+            header.palette.resize(std::min(header.palette.size(), std::size_t{3} << header.bits));
         }
         break;
     case typeTRNS:
@@ -268,6 +270,33 @@ void readOrientationBehind(const ByteSource& source, std::uint64_t position, Hea
 }
 
 } // namespace
+
+void ChunkWriter::write(std::uint32_t type, std::span<const std::uint8_t> data)
+{
+    begin(type);
+    add(data);
+    end();
+}
+
+void ChunkWriter::begin(std::uint32_t type)
+{
+    start_ = file_.size();
+    file_.resize(start_ + 8);
+    writeBig32(file_.data() + start_ + 4, type);
+}
+
+void ChunkWriter::add(std::span<const std::uint8_t> data)
+{
+    file_.insert(file_.end(), data.begin(), data.end());
+}
+
+void ChunkWriter::end()
+{
+    writeBig32(file_.data() + start_, static_cast<std::uint32_t>(file_.size() - start_ - 8));
+    const std::uint32_t checksum = crc32_gzip_refl(0, file_.data() + start_ + 4, file_.size() - start_ - 4);
+    file_.resize(file_.size() + 4);
+    writeBig32(file_.data() + file_.size() - 4, checksum);
+}
 
 std::uint32_t readBig32(const std::uint8_t* bytes)
 {

@@ -75,6 +75,22 @@ private:
     std::vector<std::uint8_t> buffer_;
 };
 
+/// Appends chunks to a file in memory.
+class ChunkWriter {
+public:
+    explicit ChunkWriter(std::vector<std::uint8_t>& file) : file_(file) {}
+    /// A whole chunk.
+    void write(std::uint32_t type, std::span<const std::uint8_t> data);
+    /// One in parts: its data are what is added between `begin` and `end`.
+    void begin(std::uint32_t type);
+    void add(std::span<const std::uint8_t> data);
+    void end();
+
+private:
+    std::vector<std::uint8_t>& file_;
+    std::size_t start_ = 0;
+};
+
 std::uint32_t readBig32(const std::uint8_t* bytes);
 void writeBig32(std::uint8_t* bytes, std::uint32_t value);
 

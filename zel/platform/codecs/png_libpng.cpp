@@ -4,7 +4,6 @@
 #include <zel/platform/foundation/notes.h>
 
 #include <fmt/format.h>
-#include <isa-l/crc.h>
 #include <png.h>
 
 #include <algorithm>
@@ -24,32 +23,21 @@ constexpr png_alloc_size_t chunkMemory = 8'000'000;
 constexpr png_uint_32 chunkCount = 1000;
 constexpr int bandBytes = 64 * 1024;
 
-void appendChunk(std::vector<std::uint8_t>& file, std::uint32_t type, std::span<const std::uint8_t> data)
-{
-    const std::size_t start = file.size();
-    file.resize(start + 8);
-    writeBig32(file.data() + start, static_cast<std::uint32_t>(data.size()));
-    writeBig32(file.data() + start + 4, type);
-    file.insert(file.end(), data.begin(), data.end());
-    const std::uint32_t checksum = crc32_gzip_refl(0, file.data() + start + 4, file.size() - start - 4);
-    file.resize(file.size() + 4);
-    writeBig32(file.data() + file.size() - 4, checksum);
-}
-
 std::vector<std::uint8_t> composePrefix(const Header& header)
 {
     std::vector<std::uint8_t> file(signature.begin(), signature.end());
+    ChunkWriter chunks(file);
     std::array<std::uint8_t, 13> imageHeader{};
     writeBig32(imageHeader.data(), static_cast<std::uint32_t>(header.width));
     writeBig32(imageHeader.data() + 4, static_cast<std::uint32_t>(header.height));
     imageHeader[8] = static_cast<std::uint8_t>(header.bits);
     imageHeader[9] = static_cast<std::uint8_t>(header.type);
     imageHeader[12] = header.interlaced ? 1 : 0;
-    appendChunk(file, chunkType("IHDR"), imageHeader);
+    chunks.write(chunkType("IHDR"), imageHeader);
     if (!header.palette.empty())
-        appendChunk(file, chunkType("PLTE"), header.palette);
+        chunks.write(chunkType("PLTE"), header.palette);
     if (!header.transparency.empty())
-        appendChunk(file, chunkType("tRNS"), header.transparency);
+        chunks.write(chunkType("tRNS"), header.transparency);
     return file;
 }
 
@@ -133,7 +121,7 @@ bool Session::composeMore() noexcept
         composed_.clear();
         position_ = 0;
         if (!piece.empty())
-            appendChunk(composed_, chunkType("IDAT"), piece);
+            ChunkWriter(composed_).write(chunkType("IDAT"), piece);
         return !piece.empty();
     } catch (const std::bad_alloc&) {
         return false;

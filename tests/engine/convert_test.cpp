@@ -206,6 +206,24 @@ TEST(ConvertKernels, EveryTargetGivesTheReferenceAndTouchesNothingElse)
     });
 }
 
+TEST(ConvertKernels, Every16BitValueOnEveryTarget)
+{
+    TestPicture deep(256, 64, 8); // 65536 values, and beside each alpha some smaller and some larger ones
+    for (int i = 0; i < 65536; ++i)
+        setComponent(deep.pixels(), i / 4 % 256, i / 1024, i % 4, static_cast<unsigned>(i) * 40503u % 65536);
+    forEachTarget([&] {
+        for (const int toBytes : {1, 2})
+            for (const auto step : {Conversion::Step::keep, Conversion::Step::premultiply, Conversion::Step::divide}) {
+                const Conversion conversion{2, toBytes, false, false, step, false};
+                TestPicture expected(256, 64, 4 * toBytes);
+                TestPicture actual = expected;
+                convertRowsReference(conversion, deep.pixels(), expected.pixels());
+                convertRows(conversion, deep.pixels(), actual.pixels());
+                EXPECT_EQ(actual.bytes, expected.bytes) << toBytes << " bytes, step " << static_cast<int>(step);
+            }
+    });
+}
+
 TEST(ConvertKernels, Every8BitPairOnEveryTarget)
 {
     TestPicture all(256, 256);

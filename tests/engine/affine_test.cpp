@@ -202,7 +202,7 @@ TEST(AffineKernels, EveryTargetGivesTheReferenceAndTouchesNothingElse)
             for (const Onto onto : {Onto::replace, Onto::over}) {
                 AffineRun run{from.pixels(),       pixel / 3,
                               pixel * 40 + 12345,  58 * pixel / count,
-                              -37 * pixel / count, count % 4 == 0 ? opaque : 39169u,
+                              -37 * pixel / count, count % 4 == 0 ? fullOpacity : 39169u,
                               Rim::clear,          onto};
                 if (count % 5 == 0) { // the other way
                     run.u = 58 * pixel;

@@ -145,7 +145,7 @@ TEST(BlendKernels, EveryTargetGivesTheReferenceAndTouchesNothingElse)
             if (width % 3 == 0)
                 for (auto& byte : from.bytes)
                     byte = width % 2 == 0 ? 255 : 0;
-            for (const std::uint32_t opacity : {1u, 39169u, opaque}) {
+            for (const std::uint32_t opacity : {1u, 39169u, fullOpacity}) {
                 TestPicture expected(width, 2, 4, seed % 5);
                 TestPicture actual = expected;
                 blendRowsReference(from.pixels(), expected.pixels(), opacity);

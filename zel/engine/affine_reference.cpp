@@ -51,7 +51,7 @@ void drawAffineAnywhere(const AffineRun& run, std::uint8_t* to, std::size_t coun
         for (std::size_t i = 0; i < 4; ++i) {
             std::uint8_t& result = to[4 * k + i];
             const std::uint32_t under = run.onto == Onto::replace ? 0 : result;
-            const std::uint32_t below = (under * 257 * (opaque - shown[3])) >> 16;
+            const std::uint32_t below = (under * 257 * (fullOpacity - shown[3])) >> 16;
             result = static_cast<std::uint8_t>(std::min(65535u, shown[i] + below + 128) >> 8);
         }
     }

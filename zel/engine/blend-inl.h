@@ -83,16 +83,21 @@ HWY_INLINE hn::VFromD<D32> rounded(D32 d32, const WidePixels<D32>& pixels)
     return hn::BitCast(d32, hn::Or(redBlue, greenAlpha));
 }
 
-/// Components × 257 of the source through the opacity and over `to`: the formula of `blendRows`.
+/// What shows of the source, in 1/256 steps, over `to`: the second half of the formula of `blendRows`.
 template <class D32>
-HWY_INLINE hn::VFromD<D32> blended(D32 d32, const WidePixels<D32>& source, hn::VFromD<Words<D32>> opacity,
-                                   hn::VFromD<D32> to)
+HWY_INLINE hn::VFromD<D32> shownOver(D32 d32, const WidePixels<D32>& shown, hn::VFromD<D32> to)
 {
-    const WidePixels<D32> shown{hn::MulHigh(source.redBlue, opacity), hn::MulHigh(source.greenAlpha, opacity)};
     const WidePixels<D32> below = widened(d32, to);
-    const auto clear = hn::Sub(hn::Set(Words<D32>(), static_cast<std::uint16_t>(opaque)), alphaOf(d32, shown));
+    const auto clear = hn::Sub(hn::Set(Words<D32>(), static_cast<std::uint16_t>(fullOpacity)), alphaOf(d32, shown));
     return rounded(d32, WidePixels<D32>{hn::SaturatedAdd(shown.redBlue, hn::MulHigh(below.redBlue, clear)),
                                         hn::SaturatedAdd(shown.greenAlpha, hn::MulHigh(below.greenAlpha, clear))});
+}
+
+/// Components × 257 of the source through the opacity.
+template <class D32>
+HWY_INLINE WidePixels<D32> shownOf(D32, const WidePixels<D32>& source, hn::VFromD<Words<D32>> opacity)
+{
+    return {hn::MulHigh(source.redBlue, opacity), hn::MulHigh(source.greenAlpha, opacity)};
 }
 
 } // namespace zel::engine::HWY_NAMESPACE

@@ -19,7 +19,7 @@ std::uint32_t fixedOpacity(double opacity)
 {
     if (!(opacity > 0))
         return 0;
-    return opacity >= 1 ? opaque : static_cast<std::uint32_t>(std::lround(opacity * opaque));
+    return opacity >= 1 ? fullOpacity : static_cast<std::uint32_t>(std::lround(opacity * fullOpacity));
 }
 
 bool sourceOver(const ConstPixels& from, const Pixels& to, double opacity)

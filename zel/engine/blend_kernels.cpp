@@ -30,7 +30,7 @@ HWY_INLINE void blendAt(D32 d32, const std::uint8_t* from, std::uint8_t* to, hn:
     const auto source = loadPixels(d32, from);
     if (hn::AllTrue(d32, hn::Eq(source, hn::Zero(d32)))) // most of a watermark is clear
         return;
-    storePixels(d32, blended(d32, widened(d32, source), opacity, loadPixels(d32, to)), to);
+    storePixels(d32, shownOver(d32, shownOf(d32, widened(d32, source), opacity), loadPixels(d32, to)), to);
 }
 
 void blendAll(const ConstPixels& from, const Pixels& to, std::uint32_t opacity)

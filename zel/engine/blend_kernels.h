@@ -5,16 +5,16 @@
 
 namespace zel::engine {
 
-/// An opacity of 1 in the fixed point of the blending kernels: 255 × 257 × opaque ÷ 65536 is exactly 255 × 256.
-inline constexpr std::uint32_t opaque = 65281;
+/// An opacity of 1 in the fixed point of the blending kernels: 255 × 257 × this ÷ 65536 is exactly 255 × 256.
+inline constexpr std::uint32_t fullOpacity = 65281;
 
 /// An opacity of 0…1 in that fixed point; what lies outside counts as the nearer end, not a number as 0.
 [[nodiscard]] std::uint32_t fixedOpacity(double opacity);
 
 /// For each component, in unsigned 16-bit arithmetic (additions saturate):
 ///   shown(v) = v × 257 × opacity ÷ 65536, cut off: the source in 1/256 steps
-///   result   = (shown(c) + d × 257 × (opaque - shown(a)) ÷ 65536, cut off, + 128) ÷ 256, cut off
-/// where a is the source's alpha. `opacity` is at most `opaque`. All rows of two pictures of one size.
+///   result   = (shown(c) + d × 257 × (fullOpacity - shown(a)) ÷ 65536, cut off, + 128) ÷ 256, cut off
+/// where a is the source's alpha. `opacity` is at most `fullOpacity`. All rows of two pictures of one size.
 void blendRows(const ConstPixels& from, const Pixels& to, std::uint32_t opacity);
 void blendRowsReference(const ConstPixels& from, const Pixels& to, std::uint32_t opacity);
 

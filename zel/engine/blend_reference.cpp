@@ -11,7 +11,7 @@ void blendRowsReference(const ConstPixels& from, const Pixels& to, std::uint32_t
         for (int x = 0; x < to.width; ++x) {
             const std::uint8_t* source = from.at(x, y);
             std::uint8_t* result = to.at(x, y);
-            const std::uint32_t clear = opaque - shown(source[3]);
+            const std::uint32_t clear = fullOpacity - shown(source[3]);
             for (int i = 0; i < 4; ++i) {
                 const std::uint32_t below = (result[i] * 257u * clear) >> 16;
                 result[i] = static_cast<std::uint8_t>(std::min(65535u, shown(source[i]) + below + 128) >> 8);

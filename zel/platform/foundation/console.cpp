@@ -50,4 +50,10 @@ void Console::print(std::string_view line)
         (*sink)(line);
 }
 
+bool Console::isHeard()
+{
+    const std::scoped_lock lock(standing().mutex);
+    return *standing().sink != nullptr;
+}
+
 } // namespace zel

@@ -13,5 +13,7 @@ using Sink = std::function<void(std::string_view line)>;
 ZEL_API Sink setSink(Sink sink);
 /// One line, whole: lines of several threads never mix on standard output.
 ZEL_API void print(std::string_view line);
+/// False while lines are dropped, so that nobody needs to work out what they would say.
+ZEL_API bool isHeard();
 
 } // namespace zel::Console

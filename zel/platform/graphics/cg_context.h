@@ -4,15 +4,23 @@
 
 namespace zel {
 
+/// How pictures are resampled when they are drawn at another size: nearest pixel; triangle; triangle; Lanczos 3. The
+/// filters widen on reduction, so that nothing aliases.
 enum class CGInterpolationQuality { none, low, medium, high };
 
 /// A bitmap that can be drawn into: coordinates from the lower-left corner, y upward; rows are stored top to bottom.
-class CGContext {
+/// Colours are sRGB. One thread at a time.
+class ZEL_API CGContext {
 public:
-    static Ref<CGContext> make(const CGImage::Layout& layout);    ///< transparent black; null when a side is below 1
+    /// Transparent black; null, with the reason noted, when a side is below 1, the size passes `operationBytes`, or the
+    /// components have not 8 bits. The layout's colour space is left aside.
+    static Ref<CGContext> make(const CGImage::Layout& layout);
+    /// Lays the whole picture over what is there, scaled to fill the rectangle, clipped to the context. A rectangle with
+    /// whole sides is moved to the nearest whole pixel, any other widened to whole pixels.
     void draw(const Ref<const CGImage>& image, const CGRect& rect, CGFloat opacity = 1);
-    void setInterpolationQuality(CGInterpolationQuality quality);
-    Ref<const CGImage> makeImage() const;
+    void setInterpolationQuality(CGInterpolationQuality quality);    ///< `high` at first
+    Ref<const CGImage> makeImage() const;                            ///< a copy of what is there now
+    /// What is there now, in the layout asked for. Holds until the next call.
     std::span<const std::uint8_t> bytes() const;
 
 private:

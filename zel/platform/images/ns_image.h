@@ -9,16 +9,17 @@ namespace zel {
 
 class URL;
 
-/// A bitmap that can be written to and encoded.
-class NSBitmapImageRep {
+/// A bitmap that can be written to and encoded. Copies nothing before it is written to.
+class ZEL_API NSBitmapImageRep {
 public:
-    static Ref<NSBitmapImageRep> make(const Ref<const CGImage>& image);
+    static Ref<NSBitmapImageRep> make(const Ref<const CGImage>& image);    ///< null when `image` is
     int pixelsWide() const;
     int pixelsHigh() const;
-    CGSize size = {};                                  ///< in points; decides the resolution that encoders record
+    CGSize size = {};                                  ///< in points, at first one a pixel; decides the resolution that encoders record
+    /// The pixels as they are now; the picture it was made from while nothing was written.
     Ref<const CGImage> cgImage() const;
-    NSColor colorAt(int x, int y) const;               ///< origin top left; transparent black outside
-    void setColor(const NSColor& color, int x, int y);
+    NSColor colorAt(int x, int y) const;               ///< straight, sRGB, origin top left; transparent black outside
+    void setColor(const NSColor& color, int x, int y); ///< nothing outside
 
 private:
     NSBitmapImageRep();
@@ -26,35 +27,46 @@ private:
     Ref<State> state_;
 };
 
-/// The platform image: a size in points and representations of it.
-class NSImage {
+/// A picture as a document or a window knows it: a size in points, and what shows itself there: nothing (blank), pixels,
+/// or a handler that draws. May be used from any number of threads.
+class ZEL_API NSImage {
 public:
     static Ref<NSImage> make(CGSize size);                                        ///< blank
-    static Ref<NSImage> make(const Ref<const CGImage>& image, CGSize size);
-    static Ref<NSImage> make(const Data& encoded);                                ///< null when no image
+    static Ref<NSImage> make(const Ref<const CGImage>& image, CGSize size);       ///< null when `image` is
+    /// One point a pixel, or pixels × 72 ÷ the file's resolution. Null, with the reason noted, when it is no picture.
+    static Ref<NSImage> make(const Data& encoded);
     static Ref<NSImage> make(const URL& file);
-    static Ref<NSImage> named(std::string_view name);
+    static Ref<NSImage> named(std::string_view name);                             ///< one of the Resources, or null
+    /// The handler draws through `Draw` into the rectangle it is given, in points; false means nothing was drawn.
     static Ref<NSImage> make(CGSize size, std::function<bool(CGRect)> drawingHandler);
 
     CGSize size() const;
     CGFloat width() const;
     CGFloat height() const;
+    /// The pixels it holds, whatever the rectangle; what is blank or drawn gives points × display scale pixels, rounded up.
+    /// Null, with the reason noted, where a side is 0 or too large.
     Ref<const CGImage> cgImage(std::optional<CGRect> proposedRect = {}) const;
 
 private:
+    friend struct NSImageAccess;
     NSImage();
     struct State;
     Ref<State> state_;
 };
 
 namespace Screens {
-void set(std::vector<CGFloat> backingScaleFactors);    ///< of the attached screens, by the host
-CGFloat displayScale();                                ///< the largest, at least 1.0
+/// The backing scale factors of the attached screens; set by the host, or by the view library. None at first.
+ZEL_API void set(std::vector<CGFloat> backingScaleFactors);
+/// Device pixels a point: the largest factor, at least 1.0.
+ZEL_API CGFloat displayScale();
 } // namespace Screens
 
+/// The pictures that an application brings along, for `NSImage::named`.
 namespace Resources {
-void addFolder(const std::string& folder);
-void add(const std::string& name, Data encoded);
+/// Looked through, after the pictures that were added by name, in the order in which folders were added: for the name
+/// itself, then with the extension of every format that this build reads.
+ZEL_API void addFolder(const std::string& folder);
+ZEL_API void add(const std::string& name, Data encoded);
 } // namespace Resources
 
 } // namespace zel

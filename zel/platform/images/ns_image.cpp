@@ -1,0 +1,117 @@
+#include <zel/platform/images/ns_image.h>
+
+#include <zel/engine/fill.h>
+#include <zel/platform/codecs/codec.h>
+#include <zel/platform/foundation/byte_source.h>
+#include <zel/platform/foundation/guards.h>
+#include <zel/platform/foundation/notes.h>
+#include <zel/platform/graphics/image_rows.h>
+#include <zel/platform/images/draw.h>
+#include <zel/platform/images/ns_image_state.h>
+#include <zel/platform/images/target_image.h>
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <limits>
+#include <utility>
+
+namespace zel {
+namespace {
+
+Ref<const CGImage> blankBitmap(std::pair<int, int> sides)
+{
+    CGImage::Layout layout;
+    layout.width = sides.first;
+    layout.height = sides.second;
+    engine::PixelBuffer pixels(layout.width, layout.height);
+    if (pixels.empty())
+        return fail(ZelFailureCode::outOfMemory, "draw", fmt::format("no memory for {} x {} pixels", layout.width, layout.height));
+    engine::fill(pixels.pixels(), {0, 0, 0, 0});
+    return makeImage(layout, std::move(pixels));
+}
+
+Ref<NSImage> decoded(const Ref<const ByteSource>& source)
+{
+    if (!source)
+        return nullptr;
+    const SubjectScope subject(source->subject());
+    const Ref<const CGImage> image = CGImage::make(openPicture(source));
+    if (!image)
+        return nullptr;
+    // Resolution is stored beside the stored rows: a picture that lies on its side swaps it along.
+    double dpiX = image->facts()->dpiX, dpiY = image->facts()->dpiY;
+    if (swapsSides(image->facts()->orientation))
+        std::swap(dpiX, dpiY);
+    const auto points = [](int pixels, double dpi) { return dpi > 0 ? pixels * 72.0 / dpi : static_cast<CGFloat>(pixels); };
+    return NSImage::make(image, {points(image->width(), dpiX), points(image->height(), dpiY)});
+}
+
+} // namespace
+
+std::optional<std::pair<int, int>> pixelSides(CGSize points, CGFloat scale)
+{
+    const CGSize pixels{std::ceil(points.width * scale - 1e-6), std::ceil(points.height * scale - 1e-6)};
+    if (!(pixels.width >= 1 && pixels.height >= 1))
+        return fail(ZelFailureCode::invalidArgument, "draw", "an image without sides has no pixels");
+    if (!withinOperationLimits(pixels, 4, "draw"))
+        return std::nullopt;
+    constexpr int most = std::numeric_limits<int>::max();
+    return std::pair{truncated(pixels.width, 0, most), truncated(pixels.height, 0, most)};
+}
+
+NSImage::NSImage() : state_(std::make_shared<State>()) {}
+
+Ref<NSImage> NSImage::make(CGSize size) { return NSImageAccess::create(size); }
+
+Ref<NSImage> NSImage::make(const Ref<const CGImage>& image, CGSize size)
+{
+    if (!image)
+        return failAbsentInput("make image");
+    Ref<NSImage> result = NSImageAccess::create(size);
+    result->state_->bitmap = image;
+    return result;
+}
+
+Ref<NSImage> NSImage::make(const Data& encoded) { return decoded(ByteSource::of(encoded)); }
+Ref<NSImage> NSImage::make(const URL& file) { return decoded(ByteSource::open(file)); }
+
+Ref<NSImage> NSImage::make(CGSize size, std::function<bool(CGRect)> drawingHandler)
+{
+    Ref<NSImage> result = NSImageAccess::create(size);
+    result->state_->handler = std::move(drawingHandler);
+    return result;
+}
+
+Ref<NSImage> makeTargetImage(CGSize points, CGSize pixels)
+{
+    Ref<NSImage> result = NSImageAccess::create(points);
+    const auto sides = pixelSides(pixels, 1);
+    NSImageAccess::state(*result).pixels = sides.value_or(std::pair{0, 0});
+    return result;
+}
+
+CGSize NSImage::size() const { return state_->points; }
+CGFloat NSImage::width() const { return state_->points.width; }
+CGFloat NSImage::height() const { return state_->points.height; }
+
+Ref<const CGImage> NSImage::cgImage(std::optional<CGRect>) const
+{
+    const std::scoped_lock lock(state_->filling);
+    if (state_->bitmap)
+        return state_->bitmap;
+    const auto sides = state_->pixels ? state_->pixels : pixelSides(state_->points, Screens::displayScale());
+    if (!sides || sides->first < 1)
+        return nullptr;
+    Ref<const CGImage> blank = blankBitmap(*sides);
+    if (!blank || !state_->handler)
+        return blank;
+    // The handler draws into an image of its own, so that what it does with this one cannot wait for this lock.
+    const Ref<NSImage> target = NSImage::make(blank, state_->points);
+    Draw::start(target);
+    const bool drew = state_->handler({{0, 0}, state_->points});
+    Draw::end();
+    return drew ? target->cgImage() : blank;
+}
+
+} // namespace zel

@@ -1,0 +1,7 @@
+#include <zel/support/dicotomic.h>
+
+namespace zel {
+
+template struct ZelDicotomic<double, double>;
+
+} // namespace zel

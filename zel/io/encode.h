@@ -1,48 +1,72 @@
 #pragma once
-#include <zel/export.h>
 #include <zel/core/image.h>
+#include <zel/export.h>
 #include <zel/platform/foundation/coding.h>
 
+// Pictures to bytes and files. Quality is 0 (smallest) to 1 (best); for JPEG it is libjpeg's scale divided by 100, not
+// rounded to whole steps. The same picture and quality give the same bytes in every function here. Files are replaced in
+// one step: whoever reads, and whatever kills the process, finds the old file or the new one.
 namespace zel {
 
 namespace ZelImageHelper {
 enum class FileType { jpeg, png, tif, heif };
 } // namespace ZelImageHelper
 
-struct PngSize { std::optional<CGSize> size = {}; };
-struct Quality { double quality; };
-struct HeifQuality { double quality; bool useAlpha; };
-struct HeifFrom { Ref<const CGImage> from; double quality; };
-struct SaveUrl { URL url; };
-struct SaveJpeg { double quality; std::optional<std::int64_t> dpi = {}; URL url; };
-struct SaveJpegMaxSize { URL toUrl; std::optional<std::int64_t> dpi = {}; std::int64_t maxSize; };
-struct SaveHeif { URL to; double quality; bool useAlpha = false; };
-struct SaveHeifDesiredSize { std::int64_t desiredSize; URL to; bool useAlpha = false; };
+struct PngSize {
+    std::optional<CGSize> size = {};          ///< points; absent = those of the platform image
+};
+struct Quality {
+    double quality;
+};
+struct SaveUrl {
+    URL url;
+};
+struct SaveJpeg {
+    double quality;
+    std::optional<std::int64_t> dpi = {};     ///< dots per inch for the header; absent = none
+    URL url;
+};
+struct SaveJpegMaxSize {
+    URL toUrl;
+    std::optional<std::int64_t> dpi = {};
+    std::int64_t maxSize;                     ///< bytes
+};
 
-const CIContext& heifDataCIContext();      ///< made on first use, shared by every HEIF encoding
-std::optional<Data> pngData(const Ref<ZelImage>& image, PngSize points = {});
-std::optional<Data> jpegData(const Ref<ZelImage>& image, Quality quality);
-std::optional<Data> heifData(const Ref<ZelImage>& image, HeifQuality how);
-std::optional<Data> heifData(const Ref<ZelImage>& image, HeifFrom what);
-bool saveToPNG(const Ref<ZelImage>& image, SaveUrl file);
-bool saveToJpeg(const Ref<ZelImage>& image, SaveJpeg how);
-bool saveToJpeg(const Ref<ZelImage>& image, SaveJpegMaxSize how);
-bool saveAsHEIF(const Ref<ZelImage>& image, SaveHeif how);
-bool saveAsHEIF(const Ref<ZelImage>& image, SaveHeifDesiredSize how);
+/// PNG of the image's own pixels, 8 or 16 bits. The point size decides the resolution that is recorded (pixels a point ×
+/// 72), never the pixels. Absent without pixels.
+ZEL_API std::optional<Data> pngData(const Ref<ZelImage>& image, PngSize points = {});
+/// JPEG without a resolution, laid over white where it is transparent. Absent without pixels.
+ZEL_API std::optional<Data> jpegData(const Ref<ZelImage>& image, Quality quality);
+
+// Savers make the folder where it is missing and give true once the file is written. After false nothing stands at the
+// address, not even an older file, unless no image was given.
+ZEL_API bool saveToPNG(const Ref<ZelImage>& image, SaveUrl file);
+ZEL_API bool saveToJpeg(const Ref<ZelImage>& image, SaveJpeg how);
+/// The quality whose size comes closest to 97.5 % of `maxSize`, by bisection; where even quality 0 is larger than
+/// `maxSize`, the image is reduced by a tenth until it is not. May end a little above `maxSize` where qualities lie far
+/// apart. Tells each measured size on the console.
+ZEL_API bool saveToJpeg(const Ref<ZelImage>& image, SaveJpegMaxSize how);
 
 namespace ZelImageHelper {
-struct ToUrl { URL toUrl; };
-struct JpegDesiredSize { std::int64_t desiredSize; std::optional<std::int64_t> dpi = {}; URL toUrl; };
-bool saveToJpeg(const Ref<ZelImage>& image, SaveJpeg how);
-bool saveToJpeg(const Ref<ZelImage>& image, JpegDesiredSize how);
-bool saveToPNG(const Ref<ZelImage>& image, ToUrl file);
-bool saveToTIFF(const Ref<ZelImage>& image, ToUrl file);
+struct ToUrl {
+    URL toUrl;
+};
+struct JpegDesiredSize {
+    std::int64_t desiredSize;
+    std::optional<std::int64_t> dpi = {};
+    URL toUrl;
+};
+ZEL_API bool saveToJpeg(const Ref<ZelImage>& image, SaveJpeg how);
+ZEL_API bool saveToJpeg(const Ref<ZelImage>& image, JpegDesiredSize how);
+ZEL_API bool saveToPNG(const Ref<ZelImage>& image, ToUrl file);
+ZEL_API bool saveToTIFF(const Ref<ZelImage>& image, ToUrl file);
 } // namespace ZelImageHelper
 
-// JSON: encode(image) and decode<Ref<ZelImage>>(text)
+/// {"id":…,"size":[width,height],"metadata":{…},"imageData":base-64 PNG or null}. Decoding needs all four; bytes that are
+/// no picture are `dataCorrupted`. The stored size wins over that of the pixels.
 template <>
-std::string encode<Ref<ZelImage>>(const Ref<ZelImage>& image);
+ZEL_API std::string encode<Ref<ZelImage>>(const Ref<ZelImage>& image);
 template <>
-Ref<ZelImage> decode<Ref<ZelImage>>(std::string_view text);
+ZEL_API Ref<ZelImage> decode<Ref<ZelImage>>(std::string_view text);
 
 } // namespace zel

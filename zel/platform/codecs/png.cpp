@@ -1,4 +1,5 @@
 #include <zel/platform/codecs/codec.h>
+#include <zel/platform/codecs/png_fast.h>
 #include <zel/platform/codecs/png_libpng.h>
 #include <zel/platform/foundation/notes.h>
 
@@ -17,6 +18,7 @@ public:
     {
     }
     [[nodiscard]] const PictureFacts& facts() const override { return header_.facts; }
+    [[nodiscard]] bool usesSecondThread() const override { return isCommon(header_) && png::usesSecondThread(header_); }
     [[nodiscard]] bool decode(const Request& request, const RowSink& sink) const override;
 
 private:
@@ -33,7 +35,8 @@ bool PngPicture::decode(const Request& request, const RowSink& sink) const
     if (delivery.first() == delivery.end())
         return true;
     try {
-        return decodeWithLibpng(*source_, header_, delivery);
+        return isCommon(header_) ? decodeCommon(*source_, header_, delivery)
+                                 : decodeWithLibpng(*source_, header_, delivery);
     } catch (const std::bad_alloc&) {
         return fail(ZelFailureCode::outOfMemory, "decode", "PNG: no memory to decode with");
     }
@@ -50,7 +53,11 @@ Ref<const PixelProvider> open(const Ref<const ByteSource>& source)
     const SubjectScope subject(source->subject());
     try {
         auto header = png::readHeader(*source);
-        if (!header || !png::firstRowDecodesWithLibpng(*source, *header))
+        if (!header)
+            return nullptr;
+        const bool isSound = isCommon(*header) ? png::firstRowDecodes(*source, *header)
+                                               : png::firstRowDecodesWithLibpng(*source, *header);
+        if (!isSound)
             return nullptr;
         return std::make_shared<PngPicture>(source, std::move(*header));
     } catch (const std::bad_alloc&) {

@@ -25,8 +25,7 @@ constexpr std::size_t pieceBytes = 256 * 1024; // of compressed pixels: stays in
 
 constexpr std::uint32_t typeIHDR = chunkType("IHDR"), typePLTE = chunkType("PLTE"), typeIDAT = chunkType("IDAT"),
                         typeIEND = chunkType("IEND"), typeTRNS = chunkType("tRNS"), typeICCP = chunkType("iCCP"),
-                        typePHYS = chunkType("pHYs"), typeEXIF = chunkType("eXIf"),
-                        typeACTL = chunkType("acTL");
+                        typePHYS = chunkType("pHYs"), typeEXIF = chunkType("eXIf"), typeACTL = chunkType("acTL");
 
 bool isCritical(std::uint32_t type)
 {
@@ -381,7 +380,12 @@ std::optional<Header> readHeader(const ByteSource& source)
     return header;
 }
 
-PixelStream::PixelStream(const ByteSource& source, std::uint64_t firstChunk) : source_(source), position_(firstChunk) {}
+PixelStream::PixelStream(const ByteSource& source, std::uint64_t firstChunk)
+    : source_(source),
+      position_(firstChunk),
+      buffer_(std::min<std::size_t>(pieceBytes, source.size() - std::min(firstChunk, source.size())))
+{
+}
 
 bool PixelStream::enterChunk()
 {
@@ -428,8 +432,6 @@ void PixelStream::leaveChunk()
 // Chunks are often 8 KiB small: their data are brought together, because a decompressor works best on large pieces.
 std::span<const std::uint8_t> PixelStream::next()
 {
-    if (buffer_.empty())
-        buffer_.resize(std::min<std::size_t>(pieceBytes, source_.size() - std::min(position_, source_.size())));
     std::size_t filled = 0;
     while (!ended_ && filled < buffer_.size()) {
         if (!inChunk_ && !enterChunk())

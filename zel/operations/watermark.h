@@ -29,7 +29,7 @@ struct ZEL_API ZelWatermark {
     };
 
     Position position = Position::bottomRight;
-    Scale scale;
+    Scale scale = {};
     double opacity = 1;           ///< 0...1
 };
 

@@ -1,6 +1,7 @@
 #include <zel/platform/graphics/render.h>
 
 #include <zel/engine/blend.h>
+#include <zel/engine/composite.h>
 #include <zel/engine/fill.h>
 #include <zel/engine/orient.h>
 #include <zel/platform/foundation/guards.h>
@@ -226,6 +227,12 @@ Sampled sampledPart(const CGImage& image, const std::optional<PixelRect>& part)
     return {x, y, std::max(0.0, right - x), std::max(0.0, bottom - y), x == 0 && y == 0 && right == width && bottom == height};
 }
 
+/// In memory, in the form that drawing works on.
+bool isDrawable(const CGImage& image)
+{
+    return image.isDecoded() && pixelLayout(image.layout()) == premultiplied8 && !ColorTransform::toSrgb(image.layout().colorSpace);
+}
+
 } // namespace
 
 bool drawsOpaque(const CGImage& image) { return !hasAlpha(image.layout().alphaInfo); }
@@ -298,6 +305,13 @@ bool drawImage(const CGImage& image, const std::optional<PixelRect>& part, const
     const Place visible = clipped(wanted, target);
     if (visible.width == 0 || visible.height == 0 || !(opacity > 0) || !(sampled.width >= 1 && sampled.height >= 1))
         return true;
+    if (isDrawable(image)) {
+        const ConstPixels from = pixelsOf(image).part(static_cast<int>(sampled.x), static_cast<int>(sampled.y),
+                                                      static_cast<int>(sampled.width), static_cast<int>(sampled.height));
+        const engine::Placement on{static_cast<double>(wanted.left), static_cast<double>(wanted.top),
+                                   static_cast<double>(wanted.width), static_cast<double>(wanted.height)};
+        return engine::drawScaled(from, target, on, kernel, opacity);
+    }
     const double scaleX = sampled.width / wanted.width, scaleY = sampled.height / wanted.height;
     const Window window{sampled.x + (visible.left - wanted.left) * scaleX, sampled.y + (visible.top - wanted.top) * scaleY,
                         visible.width * scaleX, visible.height * scaleY};

@@ -36,4 +36,7 @@ private:
     Ref<State> state_;
 };
 
+/// The picture at one quality: the bytes of `JpegEncoder::make(image)->encode(quality)`, sooner and without keeping planes.
+std::optional<Data> encodeJpeg(const Ref<const CGImage>& image, double quality);
+
 } // namespace zel

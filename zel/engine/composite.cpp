@@ -50,30 +50,50 @@ struct Layer {
     Pixels to; ///< the visible part of the target
 };
 
-/// Weights by running sum, so that their sum is `total` exactly.
-std::vector<std::uint16_t> scaledWeights(const std::int32_t* weights, int count, double total)
+/// Calls `take(k, weight)` for weights in proportion, rounded by way of their running sum, so that they add up to
+/// `total` exactly.
+template <class Take>
+void scaleWeights(const Axis& axis, const Taps& taps, double total, const Take& take)
 {
-    std::vector<std::uint16_t> scaled;
+    const std::int32_t* weights = axis.weightsOf(taps);
+    const double unit = total / (1 << weightBits);
     std::int64_t running = 0;
     std::int64_t before = 0;
-    for (int k = 0; k < count; ++k) {
+    for (int k = 0; k < taps.count; ++k) {
         running += weights[k];
-        const std::int64_t now = std::llround(static_cast<double>(running) / (1 << weightBits) * total);
-        scaled.push_back(static_cast<std::uint16_t>(now - before));
+        const auto now = static_cast<std::int64_t>(static_cast<double>(running) * unit + 0.5);
+        take(static_cast<std::size_t>(k), static_cast<std::uint16_t>(now - before));
         before = now;
     }
-    return scaled;
+}
+
+/// Leaves out weights of 0 at both ends, which stand where a centre lies on a pixel's: one such position would cost all
+/// others a tap.
+void trim(Axis& axis)
+{
+    for (Taps& taps : axis.taps) {
+        while (taps.count > 1 && axis.weightsOf(taps)[0] == 0) {
+            ++taps.first;
+            ++taps.offset;
+            --taps.count;
+        }
+        while (taps.count > 1 && axis.weightsOf(taps)[taps.count - 1] == 0)
+            --taps.count;
+    }
 }
 
 LayerRows layerRows(const Axis& axis)
 {
     LayerRows rows;
     rows.taps = axis.mostTaps();
-    for (const Taps& taps : axis.taps) {
-        const auto weights = scaledWeights(axis.weightsOf(taps), taps.count, 65535);
-        rows.first.push_back(taps.first);
-        rows.weights.insert(rows.weights.end(), weights.begin(), weights.end());
-        rows.weights.resize(rows.first.size() * static_cast<std::size_t>(rows.taps));
+    const auto taps = static_cast<std::size_t>(rows.taps);
+    const std::size_t height = axis.taps.size();
+    rows.first.resize(height);
+    rows.weights.resize(height * taps);
+    for (std::size_t y = 0; y < height; ++y) {
+        rows.first[y] = axis.taps[y].first;
+        scaleWeights(axis, axis.taps[y], 65535,
+                     [&](std::size_t k, std::uint16_t weight) { rows.weights[y * taps + k] = weight; });
     }
     return rows;
 }
@@ -83,25 +103,25 @@ LayerColumns layerColumns(const Axis& axis, double opacity)
     LayerColumns columns;
     columns.taps = axis.mostTaps();
     const std::size_t width = axis.taps.size();
+    columns.first.resize(width);
     columns.weights.resize(width * static_cast<std::size_t>(columns.taps));
     for (std::size_t x = 0; x < width; ++x) {
-        const Taps& taps = axis.taps[x];
-        columns.first.push_back(static_cast<std::uint32_t>(taps.first - axis.first));
-        const auto weights = scaledWeights(axis.weightsOf(taps), taps.count, 65535 * opacity);
-        for (std::size_t k = 0; k < weights.size(); ++k)
-            columns.weights[k * width + x] = weights[k] * 0x10001u;
+        columns.first[x] = static_cast<std::uint32_t>(axis.taps[x].first - axis.first);
+        scaleWeights(axis, axis.taps[x], 65535 * opacity,
+                     [&](std::size_t k, std::uint16_t weight) { columns.weights[k * width + x] = weight * 0x10001u; });
     }
     return columns;
 }
 
 bool drawInOnePass(const Layer& layer, Kernel kernel, double opacity)
 {
-    const auto across =
+    auto across =
         makeAxis(layer.from.width, layer.columns.count, layer.columns.start, layer.columns.length, kernel, weightBits);
-    const auto down =
-        makeAxis(layer.from.height, layer.rows.count, layer.rows.start, layer.rows.length, kernel, weightBits);
+    auto down = makeAxis(layer.from.height, layer.rows.count, layer.rows.start, layer.rows.length, kernel, weightBits);
     if (!across || !down)
         return false;
+    trim(*across);
+    trim(*down);
     const LayerColumns columns = layerColumns(*across, opacity);
     const LayerRows rows = layerRows(*down);
     const ConstPixels from = layer.from.part(across->first, 0, across->end - across->first, layer.from.height);

@@ -6,6 +6,7 @@
 #include <array>
 #include <condition_variable>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 // Decoding on one thread, what is done with the rows on another: a ring of a few bands between them, small enough to stay
@@ -106,10 +107,15 @@ bool decodeBeside(const PixelProvider& provider, const PixelProvider::Request& r
 
     BandRing ring;
     const TaskContext context = TaskContext::capture();
-    std::thread decoder([&] {
-        const TaskContext::Adopt adopt(context);
-        ring.finish(provider.decode(request, [&](int first, const engine::ConstPixels& rows) { return ring.put(first, rows); }));
-    });
+    std::thread decoder;
+    try {
+        decoder = std::thread([&] {
+            const TaskContext::Adopt adopt(context);
+            ring.finish(provider.decode(request, [&](int first, const engine::ConstPixels& rows) { return ring.put(first, rows); }));
+        });
+    } catch (const std::system_error&) {
+        return provider.decode(request, sink); // no thread to be had: one after the other
+    }
     const bool good = ring.drain(sink);
     decoder.join();
     context.settle();

@@ -18,6 +18,7 @@ struct Target {
     Ref<NSImage> image;
     engine::PixelBuffer canvas;     // empty where nothing can be drawn
     double scaleX = 1, scaleY = 1;  // pixels a point
+    bool opaque = false;            // every pixel is, so that what is saved needs no alpha
 };
 
 std::vector<Target>& targets()
@@ -32,6 +33,12 @@ PixelRect placed(const Target& target, const CGRect& rect)
     const int height = std::as_const(target.canvas).pixels().height;
     return {rect.minX() * target.scaleX, height - rect.maxY() * target.scaleY, rect.width() * target.scaleX,
             rect.height() * target.scaleY};
+}
+
+bool coversAll(const Target& target, const PixelRect& place)
+{
+    const engine::ConstPixels canvas = std::as_const(target.canvas).pixels();
+    return place.x <= 0 && place.y <= 0 && place.x + place.width >= canvas.width && place.y + place.height >= canvas.height;
 }
 
 Target* current()
@@ -65,7 +72,7 @@ engine::PixelBuffer canvasOf(const NSImage& image)
 
 void start(const Ref<NSImage>& target)
 {
-    Target opened{target, {}, 1, 1};
+    Target opened{target, {}, 1, 1, false};
     if (!target)
         (void)failAbsentInput("draw");
     else
@@ -74,6 +81,8 @@ void start(const Ref<NSImage>& target)
         const engine::Pixels& canvas = opened.canvas.pixels();
         opened.scaleX = target->width() > 0 ? canvas.width / target->width() : 1;
         opened.scaleY = target->height() > 0 ? canvas.height / target->height() : 1;
+        const auto& state = NSImageAccess::state(*target);
+        opened.opaque = state.bitmap && drawsOpaque(*state.bitmap);
     }
     targets().push_back(std::move(opened));
 }
@@ -94,7 +103,9 @@ void copybits(CopyBits what)
     std::optional<PixelRect> part;
     if (what.srcRect)
         part = PixelRect{what.srcRect->minX(), what.srcRect->minY(), what.srcRect->width(), what.srcRect->height()};
-    (void)drawImage(*source, part, target->canvas.pixels(), placed(*target, rect), kernelOf(what.quality), what.opacity);
+    const PixelRect place = placed(*target, rect);
+    const bool drawn = drawImage(*source, part, target->canvas.pixels(), place, kernelOf(what.quality), what.opacity);
+    target->opaque = target->opaque || (drawn && what.opacity >= 1 && drawsOpaque(*source) && coversAll(*target, place));
 }
 
 void fillRect(CGRect rect, const NSColor& color)
@@ -118,8 +129,9 @@ void fillRect(CGRect rect, const NSColor& color)
     engine::fill(row.pixels(), {component(color.redComponent * color.alphaComponent), component(color.greenComponent * color.alphaComponent),
                                 component(color.blueComponent * color.alphaComponent), component(color.alphaComponent)});
     const engine::Pixels under = canvas.part(left, top, right - left, bottom - top);
-    const engine::ConstPixels color0 = std::as_const(row).pixels();
-    (void)engine::sourceOver({color0.data, 0, under.width, under.height, 4}, under);
+    const engine::ConstPixels oneRow = std::as_const(row).pixels();
+    (void)engine::sourceOver({oneRow.data, 0, under.width, under.height, 4}, under);
+    target->opaque = target->opaque || (color.alphaComponent >= 1 && coversAll(*target, place));
 }
 
 void end()
@@ -133,6 +145,7 @@ void end()
     CGImage::Layout layout;
     layout.width = done.canvas.pixels().width;
     layout.height = done.canvas.pixels().height;
+    layout.alphaInfo = done.opaque ? CGAlphaInfo::noneSkipLast : CGAlphaInfo::premultipliedLast;
     auto& state = NSImageAccess::state(*done.image);
     const std::scoped_lock lock(state.filling);
     state.bitmap = makeImage(layout, std::move(done.canvas));

@@ -1,4 +1,5 @@
 #include <codecs/png_pictures.h>
+#include <zel/engine/parallel.h>
 #include <zel/platform/foundation/guards.h>
 #include <zel/platform/foundation/notes.h>
 
@@ -81,6 +82,68 @@ TEST(PngDecode, everyTypeAndDepthGivesTheSamplesOfTheFile)
                     ASSERT_TRUE(decoded->complete);
                     ASSERT_EQ(decoded->samples, expectedSamples(recipe));
                 }
+}
+
+const std::pair<const char*, int> filterCases[] = {
+    {"none", PNG_FILTER_NONE},   {"sub", PNG_FILTER_SUB},     {"up", PNG_FILTER_UP},
+    {"average", PNG_FILTER_AVG}, {"paeth", PNG_FILTER_PAETH}, {"all in turn", PNG_ALL_FILTERS},
+};
+
+TEST(PngDecode, everyFilterAtEveryWidth)
+{
+    for (const auto& type : typeCases)
+        for (const auto& [filterName, filter] : filterCases)
+            for (int width = 1; width <= 70; ++width) {
+                SCOPED_TRACE(testing::Message() << type.name << ", " << filterName << ", width " << width);
+                Recipe recipe = recipeOf(type, width, 5);
+                recipe.filters = filter;
+                fillRows(recipe, static_cast<unsigned>(width));
+                const auto decoded = decode(writeWithLibpng(recipe));
+                ASSERT_TRUE(decoded && decoded->complete);
+                ASSERT_EQ(decoded->samples, expectedSamples(recipe));
+            }
+}
+
+/// Sets the number of threads for a test.
+struct Threads {
+    explicit Threads(int count) { engine::setConcurrency(count); }
+    ~Threads() { engine::setConcurrency(0); }
+};
+
+TEST(PngDecode, twoThreadsGiveWhatOneGives)
+{
+    for (const auto& type : typeCases) {
+        SCOPED_TRACE(type.name);
+        Recipe recipe = recipeOf(type, 641, 433);
+        ASSERT_GE(641 * 433, engine::parallelGrain);
+        recipe.filters = PNG_ALL_FILTERS;
+        fillRows(recipe);
+        const Bytes file = writeWithLibpng(recipe);
+        const auto expected = expectedSamples(recipe);
+        const Bytes cut(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(file.size() * 2 / 3));
+        Bytes damaged = file; // most of the file's bytes are pixels
+        for (std::size_t i = 0; i < 40; ++i)
+            damaged[file.size() / 2 + i] = 0xFF;
+        std::array<std::optional<Decoded>, 3> one;
+        for (const int threads : {1, 2}) {
+            const Threads scope(threads);
+            const auto whole = decode(file), part = decode(file, {1, 100, 200}), early = decode(cut, {}, 0x77),
+                       broken = decode(damaged, {}, 0x77);
+            ASSERT_TRUE(whole && part && early && broken);
+            EXPECT_TRUE(whole->complete && part->complete && early->complete);
+            EXPECT_TRUE(whole->samples == expected);
+            EXPECT_TRUE(std::equal(part->samples.begin(), part->samples.end(), expected.begin() + 100 * 641 * 4));
+            if (threads == 1)
+                one = {whole, early, broken};
+            EXPECT_TRUE(early->samples == one[1]->samples);
+            EXPECT_EQ(broken->complete, one[2]->complete);
+            EXPECT_TRUE(broken->samples == one[2]->samples);
+            int calls = 0;
+            const auto provider = pngCodec.open(ByteSource::of(Data(file)));
+            EXPECT_FALSE(provider->decode({}, [&](int, const engine::ConstPixels&) { return ++calls < 2; }));
+            EXPECT_EQ(calls, 2);
+        }
+    }
 }
 
 TEST(PngDecode, factsSayWhatTheFileHolds)

@@ -1,0 +1,114 @@
+#include <zel/io/size_search.h>
+
+#include <zel/core/geometry.h>
+#include <zel/operations/resize.h>
+#include <zel/platform/codecs/encode.h>
+#include <zel/platform/foundation/console.h>
+#include <zel/platform/foundation/notes.h>
+#include <zel/platform/foundation/number_text.h>
+#include <zel/support/dicotomic.h>
+
+#include <fmt/format.h>
+
+#include <map>
+#include <set>
+
+namespace zel {
+namespace {
+
+/// The sizes measured so far. Each quality is encoded once; the search's own measurements are told on the console once.
+class Measurements {
+public:
+    Measurements(const ByteCount& count, std::int64_t wanted) : count_(count)
+    {
+        // Nobody hears the exact figure of a size far above the wanted one, and the search only asks which of two sizes is
+        // nearer: counting may stop at four times as much. Below that every figure is exact.
+        if (!Console::isHeard())
+            limit_ = 4 * static_cast<std::uint64_t>(std::max<std::int64_t>(wanted, 1));
+    }
+    std::optional<std::uint64_t> bytes(double quality)
+    {
+        const auto known = sizes_.find(quality);
+        if (known != sizes_.end())
+            return known->second;
+        auto measured = count_(quality, limit_);
+        if (measured && limit_ > 0 && *measured > limit_)
+            // Sizes rise with quality; so do these, which stand for "far too large".
+            measured = limit_ + static_cast<std::uint64_t>(static_cast<double>(limit_) * quality);
+        return sizes_[quality] = measured;
+    }
+    double told(double quality)
+    {
+        const double size = static_cast<double>(bytes(quality).value_or(0));
+        if (told_.insert(quality).second)
+            Console::print("size: " + shortestDecimal(size));
+        return size;
+    }
+    /// The quality with the largest size of at most `most`; the one given where that is small enough itself.
+    double notAbove(double quality, std::int64_t most)
+    {
+        if (static_cast<std::int64_t>(bytes(quality).value_or(0)) <= most)
+            return quality;
+        std::uint64_t best = 0;
+        for (const auto& [candidate, size] : sizes_)
+            if (size && static_cast<std::int64_t>(*size) <= most && *size >= best) {
+                best = *size;
+                quality = candidate;
+            }
+        return quality;
+    }
+
+private:
+    const ByteCount& count_;
+    std::uint64_t limit_ = 0;
+    std::map<double, std::optional<std::uint64_t>> sizes_;
+    std::set<double> told_;
+};
+
+} // namespace
+
+std::optional<SizeDecision> decideQuality(const ByteCount& count, std::int64_t wanted, SizeRule rule)
+{
+    Measurements measured(count, wanted);
+    const auto best = measured.bytes(1.0);
+    if (!best)
+        return std::nullopt;
+    if (wanted > static_cast<std::int64_t>(*best))
+        return SizeDecision{.shrink = false, .quality = 1.0};
+    const auto least = measured.bytes(0.0);
+    if (least && wanted < static_cast<std::int64_t>(*least))
+        return SizeDecision{.shrink = true, .quality = 0.0};
+    const ZelDicotomic<double, double> search{.minIndexValue = 0.0,
+                                              .maxIndexValue = 1.0,
+                                              .target = static_cast<double>(wanted) * 0.975,
+                                              .tolerance = 0.001,
+                                              .indexTolerace = 0.01,
+                                              .calculation = [&](double quality) { return measured.told(quality); }};
+    const double quality = search.search();
+    Console::print("quality: " + shortestDecimal(quality));
+    return SizeDecision{.shrink = false, .quality = rule == SizeRule::neverMore ? measured.notAbove(quality, wanted) : quality};
+}
+
+std::optional<Data> jpegWithin(const Ref<ZelImage>& image, std::int64_t wanted, SizeRule rule)
+{
+    Ref<ZelImage> current = image;
+    while (current) {
+        const Ref<NSBitmapImageRep> rep = current->bitmapRep();
+        const Ref<JpegEncoder> encoder = rep ? JpegEncoder::make(rep->cgImage()) : nullptr;
+        if (!encoder)
+            return std::nullopt;
+        const auto count = [&](double quality, std::uint64_t limit) { return encoder->countBytes(quality, limit); };
+        const auto decision = decideQuality(count, wanted, rule);
+        if (!decision)
+            return std::nullopt;
+        if (!decision->shrink)
+            return encoder->encode(decision->quality);
+        const CGSize smaller = boundToInt(current->size * 0.9);
+        if (!(smaller.width >= 1 && smaller.height >= 1))
+            return fail(ZelFailureCode::limit, "save", fmt::format("even one pixel takes more than {} bytes", wanted));
+        current = resize(current, {.to = smaller});
+    }
+    return failAbsentInput("save");
+}
+
+} // namespace zel

@@ -18,7 +18,8 @@ bool isZlibHeader(std::uint8_t first, std::uint8_t second)
 
 } // namespace
 
-Inflater::Inflater() : state_(std::make_unique_for_overwrite<inflate_state>())
+// Zeroed: in a damaged stream ISA-L looks up codes that no table defines.
+Inflater::Inflater() : state_(std::make_unique<inflate_state>())
 {
     isal_inflate_init(state_.get());
     state_->crc_flag = ISAL_ZLIB_NO_HDR_VER;

@@ -1,8 +1,11 @@
 #include <zel/engine/resample.h>
 #include <zel/engine/parallel.h>
-#include <zel/engine/resample_plan.h>
+#include <zel/engine/resample_sums.h>
+
+#include <hwy/cache_control.h>
 
 #include <atomic>
+#include <cstring>
 #include <new>
 
 // Two separable passes. Where rows are reduced the vertical one goes first, straight over the source's components, and
@@ -12,10 +15,16 @@
 namespace zel::engine {
 namespace {
 
+constexpr std::size_t streamedFrom = std::size_t{16} << 20; // bytes of a result that no cache would keep anyway
+
 void copyBand(const Plan& plan, const ConstPixels& from, const Pixels& to, int first, int last)
 {
-    for (int y = first; y < last; ++y)
-        copyRow(plan, from.row(plan.row(y).first), to.row(y), from.bytesPerPixel);
+    for (int y = first; y < last; ++y) {
+        if (y > first && plan.row(y).first == plan.row(y - 1).first)
+            std::memcpy(to.row(y), to.row(y - 1), to.rowBytes());
+        else
+            copyRow(plan, from.row(plan.row(y).first), to.row(y), from.bytesPerPixel);
+    }
 }
 
 template <class Depth>
@@ -23,16 +32,24 @@ bool reduceBand(const Plan& plan, const ConstPixels& from, const Pixels& to, int
 {
     using Component = typename Depth::Component;
     ScratchRows<typename Depth::Middle> middle(plan.columnCount, 1);
-    if (!middle.valid())
-        return false;
     TapRows<Component> rows(plan.rows.mostTaps());
-    for (int y = first; y < last; ++y) {
-        const Taps& taps = plan.row(y);
-        const WeightedRows<Component> in = rows.gather(plan.rows.weightsOf(taps), taps.count, [&](int k) {
-            return componentsAt<Component>(from.row(taps.first + k), plan.firstColumn);
-        });
-        Kernels<Depth>::verticalIn(in, middle.row(0), plan.fromComponents());
-        Kernels<Depth>::horizontalOut(middle.row(0), plan.columns, plan.hold, reinterpret_cast<Component*>(to.row(y)));
+    RowSums<Depth> sums(plan);
+    if (!middle.valid() || !sums.valid())
+        return false;
+    const auto rowAt = [&](int row) { return componentsAt<Component>(from.row(row), plan.firstColumn); };
+    // Source rows that stay in the cache from one result row to the next are summed at once, more of them by stretches:
+    // reading a source once and the sums several times then costs less than reading the source six times.
+    const int end = plan.row(last - 1).end();
+    const int stretch = plan.rows.mostTaps() > 48 ? 16 : end;
+    for (int begin = plan.row(first).first; begin < end; begin += stretch) {
+        const int stop = std::min(end, begin + stretch);
+        for (int y = first; y < last && plan.row(y).first < stop; ++y) {
+            if (!sums.add(y, begin, stop, rowAt, rows, middle.row(0)))
+                continue;
+            auto* out = reinterpret_cast<Component*>(to.row(y));
+            Kernels<Depth>::horizontalOut(middle.row(0), plan.columns, plan.hold, out);
+            first = y + 1;
+        }
     }
     return true;
 }
@@ -48,6 +65,8 @@ bool enlargeBand(const Plan& plan, const ConstPixels& from, const Pixels& to, in
     if (!wide.valid() || !filtered.valid())
         return false;
     TapRows<Middle> rows(kept);
+    const std::size_t bytes = to.rowBytes() * static_cast<std::size_t>(to.height);
+    const Store store = bytes < streamedFrom ? Store::cached : Store::streamed;
     int next = plan.row(first).first;
     for (int y = first; y < last; ++y) {
         const Taps& taps = plan.row(y);
@@ -58,8 +77,11 @@ bool enlargeBand(const Plan& plan, const ConstPixels& from, const Pixels& to, in
         }
         const WeightedRows<Middle> in = rows.gather(plan.rows.weightsOf(taps), taps.count,
                                                     [&](int k) { return filtered.row((taps.first + k) % kept); });
-        Kernels<Depth>::verticalOut(in, plan.hold, reinterpret_cast<Component*>(to.row(y)), plan.toComponents());
+        auto* out = reinterpret_cast<Component*>(to.row(y));
+        Kernels<Depth>::verticalOut(in, plan.hold, out, plan.toComponents(), store);
     }
+    if (store == Store::streamed)
+        hwy::FlushStream();
     return true;
 }
 

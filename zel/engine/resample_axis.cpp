@@ -88,8 +88,9 @@ void fillFiltered(Axis& axis, int from, int to, double start, double scale, Kern
             continue;
         }
         const double centre = std::clamp(wanted, 0.0, static_cast<double>(from));
-        const int first = static_cast<int>(std::max(0.0, std::ceil(centre - radius - 0.5)));
-        const int last = static_cast<int>(std::min(from - 1.0, std::floor(centre + radius - 0.5)));
+        // Pixel centres nearer than the radius: at the radius kernels are 0.
+        const int first = static_cast<int>(std::max(0.0, std::floor(centre - radius - 0.5) + 1));
+        const int last = static_cast<int>(std::min(from - 1.0, std::ceil(centre + radius - 0.5) - 1));
         values.resize(static_cast<std::size_t>(last - first + 1));
         evaluate(kernel, (first + 0.5 - centre) / width, 1 / width, values);
         axis.taps.push_back({first, last - first + 1, axis.weights.size()});

@@ -31,6 +31,7 @@ struct WeightedRows {
     const std::int32_t* weights;
     const std::int32_t* pairs; ///< for 8 bits: two weights of 16 bits each, the earlier one in the lower half
     int count;
+    std::size_t first = 0; ///< component of the rows where a kernel begins
 
     [[nodiscard]] int pairCount() const { return (count + 1) / 2; }
 };
@@ -71,12 +72,16 @@ struct RowTaps {
     Axis axis;
     /// For 8 bits: the weights of two taps, four times over, for every two of `padded` taps; zeros behind the last.
     std::vector<std::int16_t> pairs;
-    std::vector<std::uint32_t> pairsOf; ///< position → where its pairs begin
-    int padded = 0;                     ///< the most taps of a position, rounded up to whole `pixelsBehindRow`
+    std::vector<std::uint32_t> pairsOf; ///< position → where its pairs begin; one behind another where `padded` is 2
+    int padded = 0; ///< 2 where no position has more taps, else the most rounded up to whole `pixelsBehindRow`
 };
 
 /// A row that comes out of a pass: only held to the range of its components, or colours also to the alpha beside them.
 enum class Hold { range, alpha };
+
+/// Where finished rows go. Streamed ones pass by the caches, for results that are larger than those; they need aligned
+/// rows (others are stored as usual) and `hwy::FlushStream` before another thread reads them.
+enum class Store { cached, streamed };
 
 /// The definition of the kernels; `Kernels` gives the same through SIMD. `half` is 1 << (shift - 1): results are
 /// rounded to nearest. `count` is of components. Nothing is read or written outside what the formulas say, but for
@@ -103,7 +108,8 @@ struct ReferenceKernels {
     /// out[4 p + c] = (Σ weight(p, k) in[4 (first(p) + k) + c] + half) >> shiftIn, of widened components
     static void horizontalIn(const Middle* in, const RowTaps& taps, Middle* out);
     /// out[i] = (Σ weights[k] rows[k][i] + half) >> shiftOut, held
-    static void verticalOut(const WeightedRows<Middle>& in, Hold hold, Component* out, std::size_t count);
+    static void verticalOut(const WeightedRows<Middle>& in, Hold hold, Component* out, std::size_t count,
+                            Store store = Store::cached);
 };
 
 /// The same functions through SIMD, chosen for the machine that runs them. The order of `sums` is theirs.
@@ -124,7 +130,8 @@ struct Kernels<Depth8> {
     static void horizontalOut(const Middle* in, const RowTaps& taps, Hold hold, Component* out);
     static void widen(const Component* in, Middle* out, std::size_t count);
     static void horizontalIn(const Middle* in, const RowTaps& taps, Middle* out);
-    static void verticalOut(const WeightedRows<Middle>& in, Hold hold, Component* out, std::size_t count);
+    static void verticalOut(const WeightedRows<Middle>& in, Hold hold, Component* out, std::size_t count,
+                            Store store = Store::cached);
 };
 
 } // namespace zel::engine

@@ -22,7 +22,7 @@ Sum weightedSum(const WeightedRows<Value>& in, std::size_t i)
 {
     Sum sum = 0;
     for (int k = 0; k < in.count; ++k)
-        sum += static_cast<Sum>(in.weights[k]) * in.rows[k][i];
+        sum += static_cast<Sum>(in.weights[k]) * in.rows[k][in.first + i];
     return sum;
 }
 
@@ -93,7 +93,8 @@ void ReferenceKernels<Depth>::horizontalIn(const Middle* in, const RowTaps& taps
 }
 
 template <class Depth>
-void ReferenceKernels<Depth>::verticalOut(const WeightedRows<Middle>& in, Hold hold, Component* out, std::size_t count)
+void ReferenceKernels<Depth>::verticalOut(const WeightedRows<Middle>& in, Hold hold, Component* out, std::size_t count,
+                                          Store)
 {
     for (std::size_t i = 0; i < count; ++i)
         out[i] = inRange<Component>(rounded<shiftOut>(weightedSum<Sum>(in, i)));

@@ -1,6 +1,6 @@
 #include <zel/engine/parallel.h>
 #include <zel/engine/resample.h>
-#include <zel/engine/resample_plan.h>
+#include <zel/engine/resample_sums.h>
 
 #include <atomic>
 #include <new>
@@ -140,13 +140,10 @@ template <class Depth>
 class ReducingState final : public RowResamplerState {
     using Component = typename Depth::Component;
     using Middle = typename Depth::Middle;
-    using Sum = typename Depth::Sum;
 
 public:
     ReducingState(Plan plan, const RowResamplerSizes& sizes, Consumer consumer)
-        : RowResamplerState(std::move(plan), sizes, std::move(consumer)),
-          slots_(rowsAcrossBorder(this->plan())),
-          sums_(this->plan().columnCount, slots_)
+        : RowResamplerState(std::move(plan), sizes, std::move(consumer)), sums_(this->plan())
     {
     }
 
@@ -161,60 +158,26 @@ private:
         TapRows<Component> rows;
     };
 
-    /// The most result rows that take from both sides of any border between source rows.
-    static int rowsAcrossBorder(const Plan& plan)
-    {
-        int most = 1;
-        int first = 0;
-        for (int y = 0; y < plan.toHeight(); ++y) {
-            while (plan.row(first).end() <= plan.row(y).first + 1)
-                ++first;
-            most = std::max(most, y - first + 1);
-        }
-        return most;
-    }
-
-    /// The part of a row's taps that lies in the band.
-    WeightedRows<Component> tapsWithin(const Taps& taps, int first, const ConstPixels& band, Scratch& scratch) const
-    {
-        const int begin = std::max(taps.first, first);
-        const int end = std::min(taps.end(), first + band.height);
-        return scratch.rows.gather(plan().rows.weightsOf(taps) + (begin - taps.first), end - begin, [&](int k) {
-            return componentsAt<Component>(band.row(begin + k - first), plan().firstColumn);
-        });
-    }
-
     bool take(int first, const ConstPixels& band) override
     {
-        const auto makeScratch = [&] { return Scratch(plan()); };
         const int end = first + band.height;
+        const auto makeScratch = [&] { return Scratch(plan()); };
+        const auto rowAt = [&](int row) { return componentsAt<Component>(band.row(row - first), plan().firstColumn); };
         if (!finishRows(end, makeScratch, [&](int y, std::uint8_t* out, Scratch& scratch) {
-                const Taps& taps = plan().row(y);
-                const WeightedRows<Component> in = tapsWithin(taps, first, band, scratch);
-                Middle* middle = scratch.middle.row(0);
-                if (taps.first < first) {
-                    Kernels<Depth>::verticalAdd(in, sums_.row(y % slots_), plan().fromComponents());
-                    Kernels<Depth>::verticalRound(sums_.row(y % slots_), middle, plan().fromComponents());
-                } else {
-                    Kernels<Depth>::verticalIn(in, middle, plan().fromComponents());
-                }
-                Kernels<Depth>::horizontalOut(middle, plan().columns, plan().hold, reinterpret_cast<Component*>(out));
+                sums_.add(y, first, end, rowAt, scratch.rows, scratch.middle.row(0));
+                Kernels<Depth>::horizontalOut(scratch.middle.row(0), plan().columns, plan().hold,
+                                              reinterpret_cast<Component*>(out));
             }))
             return false;
         int open = nextTo();
         while (open < plan().toHeight() && plan().row(open).first < end)
             ++open;
         return forRows(nextTo(), open - nextTo(), makeScratch, [&](int y, Scratch& scratch) {
-            const Taps& taps = plan().row(y);
-            Sum* sums = sums_.row(y % slots_);
-            if (taps.first >= first)
-                std::fill_n(sums, plan().fromComponents(), Sum{0});
-            Kernels<Depth>::verticalAdd(tapsWithin(taps, first, band, scratch), sums, plan().fromComponents());
+            sums_.add(y, first, end, rowAt, scratch.rows, scratch.middle.row(0));
         });
     }
 
-    int slots_;
-    ScratchRows<Sum> sums_; ///< of the result row y in row y % slots_
+    RowSums<Depth> sums_;
 };
 
 template <class Depth>

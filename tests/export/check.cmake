@@ -1,4 +1,4 @@
-# cmake -DSOURCE=… -DBUILD=… -DCXX=… -DCHECK=headers|example -P check.cmake: what a host sees of the installed tree.
+# cmake -DSOURCE=… -DBUILD=… -DCXX=… -DCHECK=headers|example|readme -P check.cmake: what a host sees of the installed tree.
 cmake_minimum_required(VERSION 3.25)
 set(WORK ${BUILD}/export-check-${CHECK})
 
@@ -31,7 +31,10 @@ function(headers_of folder object result)
 endfunction()
 
 file(REMOVE_RECURSE ${WORK})
-run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/installed)
+file(MAKE_DIRECTORY ${WORK})
+if(NOT CHECK STREQUAL "readme")
+  run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/installed)
+endif()
 
 if(CHECK STREQUAL "headers")
   build_host(${SOURCE}/tests/export/headers ${WORK}/headers -DCMAKE_PREFIX_PATH=${WORK}/installed)
@@ -46,6 +49,14 @@ if(CHECK STREQUAL "headers")
       message(SEND_ERROR "${source} needs a header of a dependency: ${reached}")
     endif()
   endforeach()
+elseif(CHECK STREQUAL "readme")
+  run(${BUILD}/bin/draw_picture landscape ${WORK}/photo.jpg)    # the content decides, not the name
+  run(${BUILD}/bin/draw_picture logo ${WORK}/logo.png)
+  run(${CMAKE_COMMAND} -E chdir ${WORK} ${BUILD}/bin/readme_example)
+  file(SIZE ${WORK}/out.jpg size)
+  if(size GREATER 200000 OR size LESS 100000)
+    message(SEND_ERROR "README's example made ${size} bytes, 200000 were asked for")
+  endif()
 else()
   set(pictures ${WORK}/pictures)
   file(MAKE_DIRECTORY ${pictures})

@@ -280,7 +280,7 @@ TEST(AtomicWrite, IsOldOrNewWhicheverCallFails)
         {.createFolders = true},
         {.followLink = false, .createFolders = true, .absentAfterFailure = true},
     };
-    const TemporaryFolder folder;
+    const TemporaryFolder folder(true);
     const std::string fresh(100'000, 'n');
     const std::ptrdiff_t descriptors = testing::openDescriptors();
     int failures = 0;

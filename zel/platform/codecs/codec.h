@@ -17,7 +17,7 @@ struct Codec {
 
 inline constexpr std::size_t headBytes = 64;
 
-std::span<const Codec> codecs();
+ZEL_API std::span<const Codec> codecs();
 
 /// The one way in: recognises the format and opens the picture. Null with the reason noted (notAnImage for what no codec
 /// recognises, truncated for an empty file).

@@ -10,13 +10,13 @@ struct PngOptions {
     bool smallest = false;          ///< the smallest file that we can make, whatever the time
 };
 /// 8 or 16 bits, grey or colour, straight alpha; the profile is embedded where it is not sRGB.
-std::optional<Data> encodePng(const Ref<const CGImage>& image, const PngOptions& options);
+ZEL_API std::optional<Data> encodePng(const Ref<const CGImage>& image, const PngOptions& options);
 
 struct TiffOptions {
     double dpiX = 0, dpiY = 0;
 };
 /// LZW with predictor. `missingPart` where the TIFF module is not installed.
-std::optional<Data> encodeTiff(const Ref<const CGImage>& image, const TiffOptions& options);
+ZEL_API std::optional<Data> encodeTiff(const Ref<const CGImage>& image, const TiffOptions& options);
 
 /// A picture made ready to be encoded as JPEG at any number of qualities: laid over white, colours converted to planes
 /// once. 4:2:0 below quality 0.97, 4:4:4 from there; grey pictures get one component. JFIF header first.

@@ -17,7 +17,7 @@ struct AtomicWrite {
 /// disk, and renamed over it. Whoever reads, and whatever kills the process, finds the old bytes or the new ones. A
 /// file that was there keeps its mode and, where we may, its owner. False, code `writeFailed`, where the file is as it
 /// was, or gone where asked; no temporary file is left. Folders, pipes, devices and sockets are refused and left alone.
-bool writeAtomically(const URL& file, std::span<const std::uint8_t> bytes, const AtomicWrite& options = {});
+ZEL_API bool writeAtomically(const URL& file, std::span<const std::uint8_t> bytes, const AtomicWrite& options = {});
 
 /// What `absentAfterFailure` does, for a saver that fails before it has bytes to write: removes the regular file or
 /// link at that place, where there is one.

@@ -1,4 +1,6 @@
 #pragma once
+#include <zel/export.h>
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -67,7 +69,7 @@ bool writeFully(const FileHandle& file, const void* from, std::size_t count);
 bool syncFile(const FileHandle& file);
 
 /// What `errno` says, in English whatever the locale, to follow a colon: "no such file or directory".
-std::string errorText(int error);
+ZEL_API std::string errorText(int error);
 /// What is no regular file, for notes: "a folder", "a pipe", "a device", "a socket"; empty for regular files.
 std::string oddKind(mode_t mode);
 

@@ -39,6 +39,6 @@ private:
 /// True for 1 to 255 bytes without "/" and NUL that are neither "." nor "..".
 bool isSafeComponent(std::string_view name);
 /// The one place where a name from outside becomes part of a path; absent when the name is not safe.
-std::optional<std::string> joinPath(std::string_view folder, std::string_view name);
+ZEL_API std::optional<std::string> joinPath(std::string_view folder, std::string_view name);
 
 } // namespace zel

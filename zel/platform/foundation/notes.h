@@ -33,7 +33,7 @@ struct Absent {
 
 /// Notes a failure on this thread (and in its reports) and gives the absent value. An empty subject is replaced by that
 /// of the innermost SubjectScope.
-Absent fail(ZelFailureCode code, std::string_view operation, std::string message, std::string subject = {});
+ZEL_API Absent fail(ZelFailureCode code, std::string_view operation, std::string message, std::string subject = {});
 /// For an operation that was handed an absent picture: the cause that stands is kept; only where none stands,
 /// `invalidArgument` "no picture to <operation>" is noted.
 Absent failAbsentInput(std::string_view operation);

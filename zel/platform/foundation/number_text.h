@@ -12,6 +12,6 @@ namespace zel {
 ZEL_API std::string shortestDecimal(double value);
 
 /// A number of bytes as people read it, in decimal units: "999 bytes", "1.5 kB", "3.2 GB".
-std::string byteText(std::uint64_t bytes);
+ZEL_API std::string byteText(std::uint64_t bytes);
 
 } // namespace zel

@@ -1,0 +1,70 @@
+#include "pictures.h"
+#include "quantity.h"
+
+#include <zel/platform/graphics/cg_context.h>
+
+#include <cmath>
+
+namespace zel::program {
+namespace {
+
+constexpr std::string_view examples = R"(Examples:
+  zel convert scan.tif -o scan.png
+  zel convert *.png -o jpegs/ --format jpeg --quality 90 --background '#fff'
+  zel convert photo.png -o photo.jpg --max-bytes 500k --dpi 300
+)";
+
+constexpr std::string_view notes = R"(Samples, profile and resolution are kept as far as the format holds them: 16 bits
+and alpha in PNG and TIFF, neither in JPEG, which is laid over white unless
+--background says otherwise.
+)";
+
+/// The picture laid over a colour.
+Ref<ZelImage> over(const ZelColor& color, const Ref<ZelImage>& image)
+{
+    const auto& source = image->cgImage;
+    const auto context = CGContext::make({.width = source->width(), .height = source->height()});
+    std::vector<std::uint8_t> pixel;
+    for (const double component : {color.red, color.green, color.blue, color.alpha})
+        pixel.push_back(static_cast<std::uint8_t>(std::lround(component * 255)));
+    const auto fill =
+        CGImage::make({.width = 1, .height = 1, .alphaInfo = CGAlphaInfo::last}, Data(std::move(pixel)), 4);
+    if (!context || !fill)
+        return nullptr;
+    const CGRect all{{0, 0}, {static_cast<double>(source->width()), static_cast<double>(source->height())}};
+    context->setInterpolationQuality(CGInterpolationQuality::none);
+    context->draw(fill, all);
+    context->draw(source, all);
+    return makeZelImage(context->makeImage());
+}
+
+bool hasAlpha(const ZelImage& image)
+{
+    const auto alpha = image.cgImage->layout().alphaInfo;
+    return alpha != CGAlphaInfo::noneSkipLast && alpha != CGAlphaInfo::noneSkipFirst;
+}
+
+int run(const Verb& verb, Words words)
+{
+    PictureOptions options;
+    std::optional<ZelColor> background;
+    Arguments arguments(verb);
+    arguments.section("Picture");
+    arguments.value("--background", "COLOUR", background, readColor,
+                    "what is seen behind clear parts: '#fff', '#ffcc00', white");
+    options.declare(arguments);
+    if (!arguments.parse(words))
+        return 0;
+    const auto step = [&](const Ref<ZelImage>& image) {
+        return image && background && hasAlpha(*image) ? over(*background, image) : image;
+    };
+    return runPictures(verb, options, {[&] { return PictureStep(step); }, {}});
+}
+
+} // namespace
+
+const Verb convertVerb = {
+    "convert", "Pictures in another format", "INPUT... -o OUTPUT [flags]", examples, notes, run,
+};
+
+} // namespace zel::program

@@ -1,0 +1,192 @@
+#include "batch.h"
+#include "inputs.h"
+#include "pictures.h"
+#include "text.h"
+
+#include <zel/platform/graphics/color_space.h>
+#include <zel/platform/graphics/mean_color.h>
+#include <zel/platform/graphics/pixel_provider.h>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace zel::program {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::string_view examples = R"(Examples:
+  zel info photo.jpg
+  zel info -r photos --jsonl
+  zel info --average --json *.png
+)";
+
+constexpr std::string_view notes =
+    R"(Headers are read only, unless --average asks for pixels. Width and height are those of
+the upright picture; the orientation is the number that is stored.
+)";
+
+/// What is told of one picture.
+struct Facts {
+    int width = 0, height = 0;
+    std::string format;
+    bool hasAlpha = false;
+    int bits = 0;
+    std::string profile;
+    int orientation = 1;
+    CGSize pointSize;
+    int frames = 1;
+    std::optional<std::array<double, 4>> average;
+};
+
+std::optional<Facts> factsOf(const Ref<ZelImage>& image, bool withAverage)
+{
+    if (!image || !image->cgImage || image->cgImage->facts() == nullptr)
+        return std::nullopt;
+    const auto& picture = *image->cgImage;
+    const auto& stated = *picture.facts();
+    Facts facts;
+    facts.width = picture.width();
+    facts.height = picture.height();
+    facts.format = stated.format;
+    facts.hasAlpha = stated.hasAlpha;
+    facts.bits = stated.bits;
+    facts.profile = stated.layout.colorSpace ? stated.layout.colorSpace->name() : "sRGB";
+    facts.orientation = static_cast<int>(stated.orientation);
+    facts.pointSize = image->image->size();
+    facts.frames = stated.frames;
+    if (withAverage && !(facts.average = meanColor(picture)))
+        return std::nullopt;
+    return facts;
+}
+
+double rounded(double value)
+{
+    constexpr double places = 1000;
+    return std::round(value * places) / places;
+}
+
+Json jsonOf(const Facts& facts)
+{
+    Json json = {
+        {"width", facts.width},
+        {"height", facts.height},
+        {"format", facts.format},
+        {"hasAlpha", facts.hasAlpha},
+        {"bits", facts.bits},
+        {"profile", facts.profile},
+        {"orientation", facts.orientation},
+        {"pointSize", Json::array({facts.pointSize.width, facts.pointSize.height})},
+        {"frames", facts.frames},
+    };
+    if (facts.average) {
+        auto& average = json["average"] = Json::array();
+        for (const double component : *facts.average)
+            average.push_back(rounded(component));
+    }
+    return json;
+}
+
+using Row = std::vector<std::string>;
+
+Row rowOf(const std::string& name, const Facts& facts)
+{
+    Row row = {printable(name),
+               fmt::format("{} x {}", facts.width, facts.height),
+               facts.format,
+               std::to_string(facts.bits),
+               facts.hasAlpha ? "yes" : "no",
+               printable(facts.profile),
+               std::to_string(facts.orientation),
+               fmt::format("{:.6g} x {:.6g}", facts.pointSize.width, facts.pointSize.height),
+               std::to_string(facts.frames)};
+    if (facts.average)
+        row.push_back(fmt::format("{:.1f} {:.1f} {:.1f} {:.1f}", (*facts.average)[0], (*facts.average)[1],
+                                  (*facts.average)[2], (*facts.average)[3]));
+    return row;
+}
+
+/// Columns as wide as their widest cell, two blanks apart.
+std::string tableText(const std::vector<Row>& rows)
+{
+    std::vector<std::size_t> widths;
+    for (const auto& row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (std::size_t i = 0; i < row.size(); ++i)
+            widths[i] = std::max(widths[i], row[i].size());
+    }
+    std::string text;
+    for (const auto& row : rows) {
+        std::string line;
+        for (std::size_t i = 0; i < row.size(); ++i)
+            line += i + 1 < row.size() ? fmt::format("{:<{}}", row[i], widths[i] + 2) : row[i];
+        text += line + '\n';
+    }
+    return text;
+}
+
+int run(const Verb& verb, Words words)
+{
+    InputOptions inputOptions;
+    LimitOptions limits;
+    ReportOptions reports;
+    bool withAverage = false;
+    Arguments arguments(verb);
+    arguments.section("Facts");
+    arguments.flag("--average", withAverage, "the mean colour too: red, green, blue, alpha, 0 to 255, of every pixel");
+    inputOptions.declare(arguments);
+    limits.declare(arguments);
+    reports.declare(arguments);
+    if (!arguments.parse(words))
+        return 0;
+    reports.apply();
+    const auto inputs = collectInputs(inputOptions);
+    const int together = limits.apply(inputs.list.size());
+
+    Reporter reporter(verb.name, reports, inputs.list.size());
+    std::vector<Row> rows(inputs.list.size());
+    const auto work = [&](std::size_t index, const ZelReport& report) {
+        const auto& name = inputs.list[index].name;
+        const auto facts = factsOf(openInput(inputs.list[index]), withAverage);
+        if (!facts)
+            return failed(name, {});
+        Outcome outcome;
+        outcome.input = name;
+        if (const auto warning = reports.strict ? firstWarning(report) : std::nullopt) {
+            outcome.state = Outcome::State::failed;
+            outcome.failure = *warning;
+            return outcome;
+        }
+        if (reports.json || reports.jsonl)
+            outcome.facts = std::make_shared<const Json>(jsonOf(*facts));
+        else
+            rows[index] = rowOf(name, *facts);
+        return outcome;
+    };
+    runAll(inputs.list.size(), together, work, reporter);
+    const int status = reporter.finish();
+    if (reports.json || reports.jsonl)
+        return status;
+
+    rows.erase(std::remove(rows.begin(), rows.end(), Row()), rows.end());
+    if (!rows.empty()) {
+        Row title = {"FILE", "PIXELS", "FORMAT", "BITS", "ALPHA", "PROFILE", "ORIENTATION", "POINTS", "FRAMES"};
+        if (withAverage)
+            title.emplace_back("AVERAGE");
+        rows.insert(rows.begin(), std::move(title));
+        writeOut(tableText(rows));
+    }
+    return status;
+}
+
+} // namespace
+
+const Verb infoVerb = {
+    "info", "What files hold: size, format, depth, profile, orientation", "INPUT... [flags]", examples, notes, run,
+};
+
+} // namespace zel::program

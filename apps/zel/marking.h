@@ -1,0 +1,25 @@
+#pragma once
+#include "pictures.h"
+
+#include <zel/operations/watermark.h>
+
+namespace zel::program {
+
+/// The watermark that a picture gets.
+struct MarkingOptions {
+    std::optional<std::string> file;
+    std::optional<ZelWatermark::Position> position;
+    std::optional<double> scale, opacity;
+    std::optional<std::string> settings; ///< a JSON file with the fields of ZelWatermark
+
+    void declare(Arguments& arguments, bool withSettings);
+    /// Refuses flags without a watermark, or beside settings.
+    void check() const;
+    /// The files that marking reads.
+    [[nodiscard]] std::vector<std::string> files() const;
+    /// What is drawn and how. Null picture with the reason noted where the file is no picture; throws UsageError where
+    /// the settings are none.
+    [[nodiscard]] WatermarkWith load() const;
+};
+
+} // namespace zel::program

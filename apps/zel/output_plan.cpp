@@ -1,0 +1,228 @@
+#include "output_plan.h"
+
+#include <zel/platform/foundation/guards.h>
+#include <zel/platform/graphics/pixel_provider.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace zel::program {
+namespace {
+
+constexpr std::string_view standardOutput = "-";
+/// What a file from standard input is called where a name is needed.
+constexpr std::string_view stemOfStandardInput = "stdin";
+
+std::optional<struct stat> factsOf(const std::string& path)
+{
+    struct stat facts = {};
+    return ::stat(path.c_str(), &facts) == 0 ? std::optional(facts) : std::nullopt;
+}
+
+bool isFolder(const std::string& path)
+{
+    const auto facts = factsOf(path);
+    return facts && S_ISDIR(facts->st_mode);
+}
+
+/// Two names of one place give the same text: links in the folders above are followed, as far as they exist.
+std::string comparable(const std::string& path)
+{
+    const auto slash = path.rfind('/');
+    const auto folder = slash == std::string::npos ? std::string(".") : path.substr(0, slash + 1);
+    const auto name = slash == std::string::npos ? path : path.substr(slash + 1);
+    std::error_code ignored;
+    return (std::filesystem::weakly_canonical(folder, ignored) / name).string();
+}
+
+/// The name of the file's format, told from its content; empty where it is no picture (the work will say why).
+std::string recognisedFormat(const Input& input)
+{
+    const auto image = openInput(input);
+    const auto* const facts = image && image->cgImage ? image->cgImage->facts() : nullptr;
+    return facts == nullptr ? std::string() : facts->format;
+}
+
+Format wantedFormat(const Input& input, std::string_view outputExtension, std::optional<Format> asked)
+{
+    if (asked)
+        return *asked;
+    if (!outputExtension.empty()) {
+        if (const auto format = formatNamed(outputExtension))
+            return *format;
+        throw UsageError(fmt::format("no picture is written as .{}", outputExtension),
+                         fmt::format("--format {}", writableFormats()));
+    }
+    if (const auto format = formatOfFile(input.name))
+        return *format;
+    const auto recognised = recognisedFormat(input);
+    if (recognised.empty())
+        return Format::png;
+    if (const auto format = formatNamed(recognised))
+        return *format;
+    throw UsageError(fmt::format("{}: {} is read, not written", input.name, recognised),
+                     fmt::format("--format {}", writableFormats()));
+}
+
+/// The extension of the output: that of the input where it fits the format, in the input's own spelling.
+std::string extensionFor(const Input& input, Format format)
+{
+    return std::string(formatOfFile(input.name) == format ? extensionOf(input.name) : usualExtension(format));
+}
+
+std::string stemFor(const Input& input)
+{
+    return std::string(input.isStandardInput() ? stemOfStandardInput : stemOf(input.name));
+}
+
+/// The file behind a link, so that working in place changes the picture and leaves the link.
+std::string resolved(const std::string& path)
+{
+    const std::unique_ptr<char, decltype(&std::free)> target(::realpath(path.c_str(), nullptr), &std::free);
+    return target ? std::string(target.get()) : path;
+}
+
+} // namespace
+
+OutputPlan::OutputPlan(const OutputOptions& options, const Inputs& inputs, std::optional<Format> format,
+                       const std::vector<std::string>& others)
+    : kind_(kindOf(options, inputs))
+{
+    if (kind_ == Kind::pattern)
+        pattern_.emplace(*options.output);
+    for (const auto& input : inputs.list)
+        if (input.node != 0)
+            inputs_.emplace_back(input.device, input.node);
+    for (const auto& other : others)
+        if (const auto facts = factsOf(other))
+            others_.emplace_back(facts->st_dev, facts->st_ino);
+    std::sort(inputs_.begin(), inputs_.end());
+    std::sort(others_.begin(), others_.end());
+
+    for (std::size_t i = 0; i < inputs.list.size(); ++i) {
+        auto& output = outputs_.emplace_back(plan(options, inputs.list[i], format, i));
+        if (kind_ == Kind::standardOutput || (pattern_ && pattern_->needsSize()))
+            continue;
+        if (replacesInput(output.path, options.inPlace))
+            output.mayReplace = true;
+        const auto [place, isNew] = taken_.emplace(comparable(output.path), i);
+        if (!isNew)
+            throw UsageError(fmt::format("{} and {} would both be written to {}", inputs.list[place->second].name,
+                                         inputs.list[i].name, output.path),
+                             "-o 'FOLDER/{stem}-{n}.{ext}'");
+    }
+}
+
+OutputPlan::Kind OutputPlan::kindOf(const OutputOptions& options, const Inputs& inputs)
+{
+    if (options.force && options.skipExisting)
+        throw UsageError("--force and --skip-existing exclude each other");
+    const bool readsStandardInput =
+        std::any_of(inputs.list.begin(), inputs.list.end(), [](const Input& input) { return input.isStandardInput(); });
+    if (!options.output) {
+        if (!options.inPlace)
+            throw UsageError("no output", "-o FILE, FOLDER/ or PATTERN");
+        if (readsStandardInput)
+            throw UsageError("standard input cannot be changed in place", "-o -");
+        return Kind::inPlace;
+    }
+    const auto& output = *options.output;
+    if (output.empty())
+        throw UsageError("--output: an empty name");
+    if (output == standardOutput) {
+        if (inputs.several)
+            throw UsageError("standard output takes one picture", "-o FOLDER/");
+        if (::isatty(STDOUT_FILENO) == 1)
+            throw UsageError("standard output is a terminal", "-o FILE");
+        return Kind::standardOutput;
+    }
+    if (output.find_first_of("{}") != std::string::npos)
+        return Kind::pattern;
+    if (output.ends_with('/') || isFolder(output))
+        return Kind::folder;
+    if (!inputs.several)
+        return Kind::file;
+    // A new folder for many pictures may be named without a slash, unless it looks like a picture.
+    if (formatOfFile(output) || factsOf(output))
+        throw UsageError(fmt::format("{} takes one picture, there are {}", output, inputs.list.size()),
+                         "-o FOLDER/ or -o 'FOLDER/{stem}.{ext}'");
+    return Kind::folder;
+}
+
+OutputPlan::Output OutputPlan::plan(const OutputOptions& options, const Input& input, std::optional<Format> asked,
+                                    std::size_t index)
+{
+    Output output;
+    switch (kind_) {
+    case Kind::standardOutput:
+        output.format = wantedFormat(input, {}, asked);
+        output.path = std::string(standardOutput);
+        break;
+    case Kind::inPlace:
+        output.format = wantedFormat(input, {}, asked);
+        if (formatOfFile(input.name).value_or(output.format) != output.format)
+            throw UsageError(fmt::format("{} would hold a {}", input.name, formatName(output.format)),
+                             "--in-place keeps the name, so the format has to stay");
+        output.path = resolved(input.name);
+        output.mayReplace = true;
+        break;
+    case Kind::file:
+        output.format = wantedFormat(input, extensionOf(*options.output), asked);
+        output.path = *options.output;
+        output.mayReplace = true;
+        break;
+    case Kind::folder: {
+        output.format = wantedFormat(input, {}, asked);
+        const auto name = fmt::format("{}.{}", stemFor(input), extensionFor(input, output.format));
+        const auto folder = options.output->ends_with('/') ? *options.output : *options.output + '/';
+        output.path = joinPath(folder + input.below, name).value_or(name);
+        output.mayReplace = options.force;
+        break;
+    }
+    case Kind::pattern:
+        output.format = wantedFormat(input, pattern_->extension(), asked);
+        output.mayReplace = options.force;
+        names_.emplace_back(stemFor(input), extensionFor(input, output.format));
+        output.path = pattern_->expand({names_[index].first, names_[index].second, index + 1, {}, {}});
+        break;
+    }
+    return output;
+}
+
+bool OutputPlan::replacesInput(const std::string& path, bool inPlace) const
+{
+    const auto facts = factsOf(path);
+    if (!facts)
+        return false;
+    const Node node(facts->st_dev, facts->st_ino);
+    if (std::binary_search(others_.begin(), others_.end(), node))
+        throw UsageError(fmt::format("{}: the output is a file that the work needs", path));
+    if (!std::binary_search(inputs_.begin(), inputs_.end(), node))
+        return false;
+    if (!inPlace)
+        throw UsageError(fmt::format("{}: the output is an input", path), "--in-place");
+    return true;
+}
+
+std::optional<std::string> OutputPlan::claim(std::size_t input, int width, int height)
+{
+    const auto& output = outputs_[input];
+    if (!pattern_ || !pattern_->needsSize())
+        return output.path;
+    const auto& [stem, extension] = names_[input];
+    auto path = pattern_->expand({stem, extension, input + 1, width, height});
+    try {
+        // Never in place: whether an input has been read already depends on the order in which threads come to it.
+        (void)replacesInput(path, false);
+    } catch (const UsageError&) {
+        return std::nullopt;
+    }
+    const std::scoped_lock lock(mutex_);
+    return taken_.emplace(comparable(path), input).second ? std::optional(std::move(path)) : std::nullopt;
+}
+
+} // namespace zel::program

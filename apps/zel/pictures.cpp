@@ -1,0 +1,188 @@
+#include "pictures.h"
+
+#include "batch.h"
+#include "output_plan.h"
+#include "text.h"
+
+#include <zel/platform/foundation/atomic_write.h>
+#include <zel/platform/foundation/notes.h>
+#include <zel/platform/foundation/number_text.h>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace zel::program {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+bool exists(const std::string& path)
+{
+    struct stat facts = {};
+    return ::lstat(path.c_str(), &facts) == 0;
+}
+
+/// The whole of one input's way, from its file to the output's.
+class PictureRun {
+public:
+    PictureRun(const PictureOptions& options, const Inputs& inputs, OutputPlan& plan, PictureStep step)
+        : options_(options), inputs_(inputs), plan_(plan), step_(std::move(step))
+    {
+    }
+
+    Outcome run(std::size_t index, const ZelReport& report)
+    {
+        const auto& input = inputs_.list[index];
+        const auto& output = plan_.of(index);
+        // Told before the work where it can be; a name that the size makes is looked at when the size is known.
+        if (auto refused = refuseExisting(input, output.path, output.mayReplace))
+            return *refused;
+        if (options_.outputs.dryRun)
+            return planned(input, output);
+
+        const auto image = openInput(input);
+        const auto resolution = resolutionOf(image);
+        const auto result = step_(image);
+        if (!result)
+            return failed(input.name, output.path);
+        const auto bytes = encodePicture(result, output.format, options_.encoding, resolution);
+        if (!bytes)
+            return failed(input.name, output.path);
+        if (const auto warning = options_.reports.strict ? firstWarning(report) : std::nullopt) {
+            auto outcome = failed(input.name, output.path);
+            outcome.failure = *warning;
+            return outcome;
+        }
+        return write(index, sizeOf(result, *bytes), *bytes);
+    }
+
+private:
+    struct Size {
+        int width, height;
+    };
+
+    /// The size of the written picture: under a byte limit it may be smaller than the result.
+    Size sizeOf(const Ref<ZelImage>& result, const Data& bytes) const
+    {
+        const auto written = options_.encoding.maxBytes ? makeZelImage(bytes) : nullptr;
+        const auto& image = written ? written->cgImage : result->cgImage;
+        return {image->width(), image->height()};
+    }
+
+    std::optional<Outcome> refuseExisting(const Input& input, const std::string& path, bool mayReplace) const
+    {
+        const bool skips = options_.outputs.skipExisting;
+        if (plan_.goesToStandardOutput() || (mayReplace && !skips) || !exists(path))
+            return std::nullopt;
+        if (!skips)
+            (void)fail(ZelFailureCode::exists, "write", "exists already", path);
+        auto outcome = failed(input.name, path);
+        if (skips)
+            outcome.state = Outcome::State::skipped;
+        return outcome;
+    }
+
+    Outcome planned(const Input& input, const OutputPlan::Output& output) const
+    {
+        Outcome outcome;
+        outcome.state = Outcome::State::planned;
+        outcome.input = input.name;
+        outcome.output = output.path;
+        outcome.facts = std::make_shared<const Json>(Json{{"format", formatName(output.format)}});
+        return outcome;
+    }
+
+    Outcome write(std::size_t index, Size size, const Data& bytes)
+    {
+        const auto& input = inputs_.list[index];
+        const auto& output = plan_.of(index);
+        const auto path = plan_.claim(index, size.width, size.height);
+        if (!path) {
+            (void)fail(ZelFailureCode::exists, "write", "another input has this name already", output.path);
+            return failed(input.name, output.path);
+        }
+        if (*path != output.path)
+            if (auto refused = refuseExisting(input, *path, output.mayReplace))
+                return *refused;
+        if (plan_.goesToStandardOutput())
+            writeOut({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+        else if (!writeAtomically(URL::file(*path), bytes.span(), {.createFolders = true}))
+            return failed(input.name, *path);
+
+        Outcome outcome;
+        outcome.input = input.name;
+        outcome.output = *path;
+        outcome.facts = std::make_shared<const Json>(Json{{"format", formatName(output.format)},
+                                                          {"width", size.width},
+                                                          {"height", size.height},
+                                                          {"bytes", bytes.size()}});
+        if (options_.reports.verbose)
+            outcome.line = fmt::format("{} -> {}: {} x {}, {}", input.name, *path, size.width, size.height,
+                                       byteText(bytes.size()));
+        return outcome;
+    }
+
+    const PictureOptions& options_;
+    const Inputs& inputs_;
+    OutputPlan& plan_;
+    PictureStep step_;
+};
+
+/// For what all inputs need and cannot have; gives the exit status.
+int sayFailure(std::string_view verb, const ZelNote& reason)
+{
+    Outcome outcome;
+    outcome.input = reason.subject;
+    outcome.failure = reason;
+    writeError(printable(fmt::format("zel {}: {}", verb, failureText(outcome))));
+    return statusOf(reason.code);
+}
+
+/// What a dry run says to people.
+void printPlan(const Inputs& inputs, const OutputPlan& plan, const std::vector<Outcome>& outcomes)
+{
+    for (std::size_t i = 0; i < outcomes.size(); ++i)
+        if (outcomes[i].state == Outcome::State::planned)
+            writeOut(printable(fmt::format("{} -> {}", inputs.list[i].name, plan.of(i).path)) + "\n");
+}
+
+} // namespace
+
+void PictureOptions::declare(Arguments& arguments)
+{
+    encoding.declare(arguments);
+    inputs.declare(arguments);
+    outputs.declare(arguments);
+    limits.declare(arguments);
+    reports.declare(arguments);
+}
+
+int runPictures(const Verb& verb, const PictureOptions& options, const PictureWork& work)
+{
+    options.reports.apply();
+    const auto inputs = collectInputs(options.inputs);
+    OutputPlan plan(options.outputs, inputs, options.encoding.format, work.otherFiles);
+    if (plan.goesToStandardOutput() && (options.reports.json || options.reports.jsonl))
+        throw UsageError("standard output cannot take both a picture and JSON");
+    for (std::size_t i = 0; i < inputs.list.size(); ++i)
+        options.encoding.check(plan.of(i).format);
+    const int together = options.limits.apply(inputs.list.size());
+
+    PictureStep step;
+    if (!options.outputs.dryRun && !(step = work.prepare()))
+        return sayFailure(verb.name, ZelFailure::last());
+    Reporter reporter(verb.name, options.reports, inputs.list.size());
+    PictureRun run(options, inputs, plan, std::move(step));
+    runAll(
+        inputs.list.size(), together,
+        [&](std::size_t input, const ZelReport& report) { return run.run(input, report); }, reporter);
+    const int status = reporter.finish();
+    if (options.outputs.dryRun && !options.reports.json && !options.reports.jsonl)
+        printPlan(inputs, plan, reporter.outcomes());
+    return status;
+}
+
+} // namespace zel::program

@@ -1,0 +1,33 @@
+#pragma once
+#include "common_options.h"
+#include "encoding.h"
+
+#include <functional>
+
+namespace zel::program {
+
+/// The flags that all verbs share which turn pictures into pictures.
+struct PictureOptions {
+    InputOptions inputs;
+    OutputOptions outputs;
+    EncodingOptions encoding;
+    LimitOptions limits;
+    ReportOptions reports;
+
+    void declare(Arguments& arguments);
+};
+
+/// What a verb does to one picture; absent with the reason noted. Called by several threads at once.
+using PictureStep = std::function<Ref<ZelImage>(const Ref<ZelImage>&)>;
+
+/// What a verb adds to the run: `prepare` is called once, after the usage is known to be right and before any input is
+/// read; it loads what all inputs share, and gives the step, or nothing with the reason noted.
+struct PictureWork {
+    std::function<PictureStep()> prepare;
+    std::vector<std::string> otherFiles; ///< files that are read besides the inputs
+};
+
+/// Reads each input, applies the step, writes the output. Gives the exit status; throws UsageError.
+int runPictures(const Verb& verb, const PictureOptions& options, const PictureWork& work);
+
+} // namespace zel::program

@@ -204,6 +204,8 @@ TEST(AffineKernels, EveryTargetGivesTheReferenceAndTouchesNothingElse)
                               pixel * 40 + 12345,  58 * pixel / count,
                               -37 * pixel / count, count % 4 == 0 ? fullOpacity : 39169u,
                               Rim::clear,          onto};
+                if (count % 7 == 0) // rows stored from the bottom up
+                    run.from = {from.pixels().row(49), -from.pixels().stride, 60, 50, 4};
                 if (count % 5 == 0) { // the other way
                     run.u = 58 * pixel;
                     run.du = -run.du;

@@ -13,7 +13,7 @@ using namespace zel;
 namespace {
 
 struct Color {
-    double r, g, b;    // 0...1
+    double r, g, b; // 0...1
 };
 
 Color mix(Color a, Color b, double t)
@@ -31,7 +31,8 @@ double smooth(double from, double to, double x)
 /// The same number in 0...1 for the same whole coordinates.
 double noiseAt(std::int64_t x, std::int64_t y)
 {
-    std::uint64_t bits = static_cast<std::uint64_t>(x) * 0x9E3779B97F4A7C15u + static_cast<std::uint64_t>(y) * 0xC2B2AE3D27D4EB4Fu;
+    std::uint64_t bits =
+        static_cast<std::uint64_t>(x) * 0x9E3779B97F4A7C15u + static_cast<std::uint64_t>(y) * 0xC2B2AE3D27D4EB4Fu;
     bits = (bits ^ (bits >> 29)) * 0xBF58476D1CE4E5B9u;
     return static_cast<double>((bits ^ (bits >> 32)) & 0xFFFF) / 65535.0;
 }
@@ -63,7 +64,7 @@ Color landscape(double x, double y)
     const double clouds = smooth(0.48, 0.75, cloudNoise(x * 3, y * 9)) * (1 - smooth(0.35, 0.62, y));
     color = mix(color, {1.0, 0.86, 0.78}, clouds * 0.7);
 
-    const double fromSun = std::hypot(x - 0.95, y - 0.47);
+    const double fromSun = std::hypot(x - 0.62, y - 0.33);
     color = mix(color, {1.0, 0.83, 0.52}, 0.8 * std::exp(-fromSun * 9));
     color = mix(color, {1.0, 0.97, 0.86}, 1 - smooth(0.060, 0.063, fromSun));
 
@@ -116,8 +117,9 @@ Ref<ZelImage> drawLandscape()
     constexpr std::int64_t width = 3000, height = 2000;
     return draw(width, height, [](std::int64_t x, std::int64_t y) {
         const Color color = landscape((static_cast<double>(x) + 0.5) / height, (static_cast<double>(y) + 0.5) / height);
-        const double grain = (noiseAt(x, y + 99991) - 0.5) * 0.03;    // as a camera adds it
-        return std::array<std::uint8_t, 4>{255, byteOf(color.r + grain), byteOf(color.g + grain), byteOf(color.b + grain)};
+        const double grain = (noiseAt(x, y + 99991) - 0.5) * 0.03; // as a camera adds it
+        return std::array<std::uint8_t, 4>{255, byteOf(color.r + grain), byteOf(color.g + grain),
+                                           byteOf(color.b + grain)};
     });
 }
 
@@ -125,8 +127,9 @@ Ref<ZelImage> drawLogo()
 {
     constexpr std::int64_t side = 512;
     return draw(side, side, [](std::int64_t x, std::int64_t y) {
-        const std::uint8_t cover = byteOf(logo((static_cast<double>(x) + 0.5) / 256 - 1, (static_cast<double>(y) + 0.5) / 256 - 1));
-        return std::array<std::uint8_t, 4>{cover, cover, cover, cover};    // white
+        const std::uint8_t cover =
+            byteOf(logo((static_cast<double>(x) + 0.5) / 256 - 1, (static_cast<double>(y) + 0.5) / 256 - 1));
+        return std::array<std::uint8_t, 4>{cover, cover, cover, cover}; // white
     });
 }
 
@@ -139,6 +142,7 @@ int main(int count, char** arguments)
         std::cerr << "draw_picture landscape|logo OUTPUT.png\n";
         return 2;
     }
+    Console::setSink({}); // the pictures alone
     const Ref<ZelImage> picture = what == "logo" ? drawLogo() : drawLandscape();
     if (!saveToPNG(picture, {.url = URL::file(arguments[2])})) {
         std::cerr << "draw_picture: " << ZelFailure::last().message << '\n';

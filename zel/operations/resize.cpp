@@ -200,6 +200,8 @@ Ref<ZelImage> resizeImage_v4(const Ref<ZelImage>& image, ImageSize what)
 
 Ref<ZelImage> reduceImageToSize(const Ref<ZelImage>& image, TargetSize target)
 {
+    if (!image)
+        return failAbsentInput("reduce");
     const CGSize wanted = boundToInt(target.targetSize);
     if (!(target.targetSize.width > 0 && target.targetSize.height > 0 && std::isfinite(target.targetSize.width) &&
           std::isfinite(target.targetSize.height)))

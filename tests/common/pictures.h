@@ -14,7 +14,8 @@ namespace zel::test {
 using Rgba = std::array<std::uint8_t, 4>;
 
 /// 8 bits, each pixel as the function says, in the layout's own byte order.
-inline Ref<const CGImage> painted(int width, int height, CGAlphaInfo info, const std::function<Rgba(int x, int y)>& pixel)
+inline Ref<const CGImage> painted(int width, int height, CGAlphaInfo info,
+                                  const std::function<Rgba(int x, int y)>& pixel)
 {
     std::vector<std::uint8_t> bytes;
     bytes.reserve(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4);
@@ -37,8 +38,9 @@ inline Ref<const CGImage> flat(int width, int height, Rgba color, CGAlphaInfo in
 /// Red grows to the right, green downward: every pixel tells where it was.
 inline Ref<const CGImage> positions(int width, int height)
 {
-    return painted(width, height, CGAlphaInfo::noneSkipLast,
-                   [](int x, int y) { return Rgba{static_cast<std::uint8_t>(x), static_cast<std::uint8_t>(y), 0, 255}; });
+    return painted(width, height, CGAlphaInfo::noneSkipLast, [](int x, int y) {
+        return Rgba{static_cast<std::uint8_t>(x), static_cast<std::uint8_t>(y), 0, 255};
+    });
 }
 
 inline Rgba pixelAt(const CGImage& image, int x, int y)

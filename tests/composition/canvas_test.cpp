@@ -16,7 +16,10 @@ ZelCanvasLayer layerOf(const Ref<ZelImage>& image, ZelSpatialConforming conformi
 {
     return ZelCanvasLayer({.id = "layer",
                            .type = ZelCanvasLayer::LayerType::image,
-                           .source = {.identification = ZelCanvasLayer::Source::Identification::image, .url = {}, .shareAppId = {}, .image = image},
+                           .source = {.identification = ZelCanvasLayer::Source::Identification::image,
+                                      .url = {},
+                                      .shareAppId = {},
+                                      .image = image},
                            .spatialConforming = conforming,
                            .transform = transform});
 }
@@ -78,7 +81,8 @@ TEST(Canvas, FitsOnePictureIntoASquare)
 TEST(Canvas, DrawsEveryLayerAgainWhenAskedAgain)
 {
     ZelCanvas canvas(ZelCanvas::Size(4, 4));
-    canvas.layerList.push_back(layerOf(makeZelImage(flat(4, 4, {128, 0, 0, 128})), ZelSpatialConforming::fill, {.opacity = 0.5}));
+    canvas.layerList.push_back(
+        layerOf(makeZelImage(flat(4, 4, {128, 0, 0, 128})), ZelSpatialConforming::fill, {.opacity = 0.5}));
     canvas.layerList.push_back(layerOf(nullptr));
     EXPECT_NEAR(pixelAt(*canvas.getImage()->cgImage, 1, 1)[3], 64, 1);
     EXPECT_NEAR(pixelAt(*canvas.getImage()->cgImage, 1, 1)[3], 112, 1); // 64 + 64 × (1 - 64 ÷ 255)
@@ -119,15 +123,18 @@ TEST(Canvas, JsonReadsLenientlyAndWritesInOrder)
     EXPECT_EQ(empty.image->size, (CGSize{512, 512}));
 
     ZelCanvas canvas(ZelCanvas::Size(30, 20));
-    canvas.layerList.push_back(layerOf(makeZelImage(flat(2, 2, {})), ZelSpatialConforming::fit, {.position = {0.25, 0.5}, .opacity = 0.5}));
-    EXPECT_EQ(encode(canvas),
-              R"({"size":{"width":30,"height":20},"layerList":[{"id":"layer","type":"Image","source":{"identification":"image"},)"
-              R"("spatialConforming":"Fit","transform":{"anchor":[0.5,0.5],"position":[0.25,0.5],"scale":1.0,"opacity":0.5}}]})");
+    canvas.layerList.push_back(
+        layerOf(makeZelImage(flat(2, 2, {})), ZelSpatialConforming::fit, {.position = {0.25, 0.5}, .opacity = 0.5}));
+    EXPECT_EQ(
+        encode(canvas),
+        R"({"size":{"width":30,"height":20},"layerList":[{"id":"layer","type":"Image","source":{"identification":"image"},)"
+        R"("spatialConforming":"Fit","transform":{"anchor":[0.5,0.5],"position":[0.25,0.5],"scale":1.0,"opacity":0.5}}]})");
     const auto again = decode<ZelCanvas>(encode(canvas));
     EXPECT_EQ(again.layerList[0].image, nullptr);
     EXPECT_EQ(encode(again), encode(canvas));
 
-    const std::string fresh = R"("spatialConforming":"Fill","transform":{"anchor":[0.5,0.5],"position":[0.5,0.5],"scale":1.0,"opacity":1.0}})";
+    const std::string fresh =
+        R"("spatialConforming":"Fill","transform":{"anchor":[0.5,0.5],"position":[0.5,0.5],"scale":1.0,"opacity":1.0}})";
     const struct {
         const char* name;
         const char* text;
@@ -149,7 +156,8 @@ TEST(Canvas, JsonReadsLenientlyAndWritesInOrder)
     EXPECT_THROW(decode<ZelCanvas>("[]"), ZelDecodingError);
     EXPECT_THROW(decode<ZelCanvasLayer>("7"), ZelDecodingError);
     EXPECT_THROW(decode<ZelCanvasLayer::Transform>(R"({"anchor":[0,0],"position":[0,0],"scale":2})"), ZelDecodingError);
-    EXPECT_TRUE(decode<ZelCanvas>(R"({"layerList":[{}, 7]})").layerList.empty()); // one that is no layer: the list is unreadable
+    EXPECT_TRUE(decode<ZelCanvas>(R"({"layerList":[{}, 7]})")
+                    .layerList.empty()); // one that is no layer: the list is unreadable
     EXPECT_EQ(decode<ZelCanvas>(R"({"size":{"width":1000000000,"height":1000000000}})").size.width, 1000000000);
 }
 

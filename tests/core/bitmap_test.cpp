@@ -29,13 +29,20 @@ ZelImageBitmapRGBA bitmapOfColours(const std::vector<std::array<std::uint8_t, 3>
     test::PrintedLines quiet;
     ZelImageBitmapRGBA bitmap({.width = static_cast<std::int64_t>(colours.size()), .height = 1, .fillBlack = true});
     for (std::size_t i = 0; i < colours.size(); ++i)
-        bitmap.setPixel({.x = static_cast<std::int64_t>(i), .y = 0, .r = colours[i][0], .g = colours[i][1], .b = colours[i][2], .a = 255});
+        bitmap.setPixel({.x = static_cast<std::int64_t>(i),
+                         .y = 0,
+                         .r = colours[i][0],
+                         .g = colours[i][1],
+                         .b = colours[i][2],
+                         .a = 255});
     return bitmap;
 }
 
 TEST(Bitmap, StoresAlphaFirst)
 {
-    const auto red = test::painted(2, 1, CGAlphaInfo::noneSkipLast, [](int x, int) { return x == 0 ? test::Rgba{255, 0, 0, 0} : test::Rgba{1, 2, 3, 0}; });
+    const auto red = test::painted(2, 1, CGAlphaInfo::noneSkipLast, [](int x, int) {
+        return x == 0 ? test::Rgba{255, 0, 0, 0} : test::Rgba{1, 2, 3, 0};
+    });
     EXPECT_EQ(bytesOf(ZelImageBitmapRGBA(red)), (Bytes{255, 255, 0, 0, 255, 1, 2, 3}));
     EXPECT_EQ(bytesOf(ZelImageBitmapRGBA(makeZelImage(red))), (Bytes{255, 255, 0, 0, 255, 1, 2, 3}));
 }
@@ -43,10 +50,12 @@ TEST(Bitmap, StoresAlphaFirst)
 TEST(Bitmap, BlankOnesTellTheirDimensions)
 {
     test::PrintedLines printed;
-    EXPECT_EQ(bytesOf(ZelImageBitmapRGBA({.width = 1, .height = 2, .fillBlack = true})), (Bytes{255, 0, 0, 0, 255, 0, 0, 0}));
+    EXPECT_EQ(bytesOf(ZelImageBitmapRGBA({.width = 1, .height = 2, .fillBlack = true})),
+              (Bytes{255, 0, 0, 0, 255, 0, 0, 0}));
     EXPECT_EQ(bytesOf(ZelImageBitmapRGBA({.width = 2, .height = 1})), (Bytes(8, 0)));
-    EXPECT_EQ(printed.lines(), (std::vector<std::string>{"ZelImageBitmapRGBA.init (width: 1, height: 2, fillBlack: true",
-                                                         "ZelImageBitmapRGBA.init (width: 2, height: 1, fillBlack: false"}));
+    EXPECT_EQ(printed.lines(),
+              (std::vector<std::string>{"ZelImageBitmapRGBA.init (width: 1, height: 2, fillBlack: true",
+                                        "ZelImageBitmapRGBA.init (width: 2, height: 1, fillBlack: false"}));
     for (const auto& [width, height] : {std::pair<std::int64_t, std::int64_t>{0, 3}, {-4, 3}, {1LL << 40, 1LL << 40}}) {
         ZelImageBitmapRGBA none({.width = width, .height = height});
         EXPECT_TRUE(none.bytes().empty());
@@ -93,7 +102,8 @@ TEST(Bitmap, ReadsZerosAndWritesNothingOutside)
     test::PrintedLines quiet;
     ZelImageBitmapRGBA bitmap({.width = 2, .height = 2, .fillBlack = true});
     const Bytes before = bytesOf(bitmap);
-    for (const auto& [x, y] : {std::pair<std::int64_t, std::int64_t>{-1, 0}, {2, 0}, {0, 2}, {0, -1}, {1LL << 62, 1LL << 62}}) {
+    for (const auto& [x, y] :
+         {std::pair<std::int64_t, std::int64_t>{-1, 0}, {2, 0}, {0, 2}, {0, -1}, {1LL << 62, 1LL << 62}}) {
         bitmap.setPixel({.x = x, .y = y, .r = 1, .g = 2, .b = 3, .a = 4});
         bitmap.setPixelAlpha({.x = x, .y = y, .alpha = 4});
         EXPECT_EQ(bitmap.getPixelAlpha({.x = x, .y = y}), 0);
@@ -172,7 +182,8 @@ TEST(Bitmap, FillsWhatItIsTold)
 TEST(Color255, ConvertsByTruncation)
 {
     EXPECT_EQ(ZelColor255(NSColor{0.5, 0.25, 1.0, 1.0}), ZelColor255(127, 63, 255, {.a = 255}));
-    EXPECT_EQ(ZelColor255(NSColor{2.0, -1.0, 0.999, 1.0}), ZelColor255(254, 1, 254, {.a = 255})); // 510 and -255: low 8 bits
+    EXPECT_EQ(ZelColor255(NSColor{2.0, -1.0, 0.999, 1.0}),
+              ZelColor255(254, 1, 254, {.a = 255})); // 510 and -255: low 8 bits
     EXPECT_EQ(ZelColor255(NSColor{std::nan(""), 1e300, 0, 0}).r, 0);
     EXPECT_EQ(ZelColor255(ZelColor(0.999, 1.0, 7, -3)), ZelColor255(254, 255, 255, {.a = 0}));
     EXPECT_EQ(ZelColor255(1, 2, 3, {.a = 99}).simpleDistance({.to = ZelColor255(4, 5, 6, {.a = 1})}), 32);
@@ -189,7 +200,8 @@ TEST(Color255, ChangesLightnessAndSaturationAlone)
     for (int r = 0; r < 256; r += 15)
         for (int g = 0; g < 256; g += 17)
             for (int b = 0; b < 256; b += 51) {
-                const ZelColor255 any(static_cast<std::uint8_t>(r), static_cast<std::uint8_t>(g), static_cast<std::uint8_t>(b), {.a = 9});
+                const ZelColor255 any(static_cast<std::uint8_t>(r), static_cast<std::uint8_t>(g),
+                                      static_cast<std::uint8_t>(b), {.a = 9});
                 EXPECT_EQ(any.modifyLightness({.by = 1}), any) << r << ' ' << g << ' ' << b;
                 EXPECT_EQ(any.modifySaturation({.by = 1}), any) << r << ' ' << g << ' ' << b;
             }
@@ -218,7 +230,8 @@ TEST(Color255, JsonNeedsAllFourComponents)
         } catch (const ZelDecodingError& error) {
             EXPECT_EQ(error.kind(), c.kind) << c.text << ": " << error.what();
         }
-    std::unordered_set<ZelColor255> set{ZelColor255(1, 2, 3, {.a = 4}), ZelColor255(1, 2, 3, {.a = 4}), ZelColor255(4, 3, 2, {.a = 1})};
+    std::unordered_set<ZelColor255> set{ZelColor255(1, 2, 3, {.a = 4}), ZelColor255(1, 2, 3, {.a = 4}),
+                                        ZelColor255(4, 3, 2, {.a = 1})};
     EXPECT_EQ(set.size(), 2U);
 }
 

@@ -38,7 +38,8 @@ TEST(Geometry, BoundsMoveRectangles)
     for (const auto& c : cases)
         EXPECT_EQ(boundRect({.boundRect = bounds, .rect = c.rect}), c.moved) << c.name;
     EXPECT_EQ(boundPoint({.point = {-5, 200}, .rect = bounds, .insetSize = {20, 40}}), (CGPoint{10, 80}));
-    EXPECT_EQ(boundPoint({.point = {50, 50}, .rect = bounds, .insetSize = {300, 40}}), (CGPoint{-50, 50})); // the high limit wins
+    EXPECT_EQ(boundPoint({.point = {50, 50}, .rect = bounds, .insetSize = {300, 40}}),
+              (CGPoint{-50, 50})); // the high limit wins
 }
 
 TEST(Geometry, CropsOfARatio)
@@ -74,9 +75,15 @@ TEST(Geometry, ReadableTexts)
         CGSize size;
         const char *sides, *ratio;
     } cases[] = {
-        {{4000, 3000}, "4000x3000", "4:3"}, {{1024.9, 768.2}, "1024x768", "4:3"}, {{0.9, 0.9}, "0x0", "0:0"},
-        {{1920, 1080}, "1920x1080", "16:9"}, {{1080, 1920}, "1080x1920", "9:16"}, {{500, 500}, "500x500", "1:1"},
-        {{1001, 1000}, "1001x1000", "1001:1000"}, {{-6, 4}, "-6x4", "-3:2"}, {{5, 0}, "5x0", "1:0"},
+        {{4000, 3000}, "4000x3000", "4:3"},
+        {{1024.9, 768.2}, "1024x768", "4:3"},
+        {{0.9, 0.9}, "0x0", "0:0"},
+        {{1920, 1080}, "1920x1080", "16:9"},
+        {{1080, 1920}, "1080x1920", "9:16"},
+        {{500, 500}, "500x500", "1:1"},
+        {{1001, 1000}, "1001x1000", "1001:1000"},
+        {{-6, 4}, "-6x4", "-3:2"},
+        {{5, 0}, "5x0", "1:0"},
         {{infinity, -infinity}, "9223372036854775807x-9223372036854775808", "9223372036854775807:-9223372036854775808"},
         {{std::nan(""), 7}, "0x7", "0:1"},
     };

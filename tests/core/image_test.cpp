@@ -23,7 +23,7 @@ TEST(Image, MadeFromPixelsMeasuresThemInPixelsAndPoints)
     EXPECT_EQ(image->size, (CGSize{640, 480}));
     EXPECT_EQ(image->image->size(), (CGSize{640, 480}));
     EXPECT_TRUE(image->metadata.metadata.empty());
-    EXPECT_NE(image->id, makeZelImage(flat(1, 1, {})) ->id);
+    EXPECT_NE(image->id, makeZelImage(flat(1, 1, {}))->id);
 }
 
 TEST(Image, WithoutAuxiliaryFormsHasNoPixelsUntilSetSize)
@@ -118,7 +118,8 @@ TEST(ContextImage, ScalesToFillAndReadsNothingOutside)
 
 TEST(ContextImage, StaysUsableWithoutAnythingToDraw)
 {
-    const ZelContextImage none{Ref<ZelImage>()}, flatSide({.size = CGSize{0, 5}}), noPixels(makeZelImage(BlankSize{.size = {2, 2}}));
+    const ZelContextImage none{Ref<ZelImage>()}, flatSide({.size = CGSize{0, 5}}),
+        noPixels(makeZelImage(BlankSize{.size = {2, 2}}));
     EXPECT_TRUE(none.bitmap().empty());
     EXPECT_TRUE(flatSide.bitmap().empty());
     EXPECT_EQ(noPixels.bitmap().size(), 16U);

@@ -17,7 +17,10 @@ using test::pixelAt;
 using test::positions;
 using test::Rgba;
 
-Ref<const CGImage> render(const Ref<const CIImage>& image) { return CIContext().createCGImage(image, image->extent()); }
+Ref<const CGImage> render(const Ref<const CIImage>& image)
+{
+    return CIContext().createCGImage(image, image->extent());
+}
 
 /// Rows of "column,row" as the pixels of `positions` tell them.
 std::string layoutOf(const CGImage& image)
@@ -88,7 +91,8 @@ TEST(Expression, FractionalExtentsFillWholePixels)
     const struct {
         CGFloat scaleX, scaleY;
         int width, height;
-    } cases[] = {{0.333, 0.5, 34, 38}, {1.0 / 3.0, 1.0 / 3.0, 34, 25}, {0.1 + 1e-9, 2, 10, 150}, {3.007, 0.001, 301, 1}};
+    } cases[] = {
+        {0.333, 0.5, 34, 38}, {1.0 / 3.0, 1.0 / 3.0, 34, 25}, {0.1 + 1e-9, 2, 10, 150}, {3.007, 0.001, 301, 1}};
     for (const auto& c : cases) {
         const auto rendered = render(source->transformed(CGAffineTransform::scale(c.scaleX, c.scaleY)));
         ASSERT_NE(rendered, nullptr);
@@ -140,7 +144,10 @@ TEST(Expression, WhatCannotBeRenderedIsAbsentWithAReason)
         {"empty part", image, {{0, 0}, {0, 4}}, ZelFailureCode::invalidArgument},
         {"not a number", image, {{nan, 0}, {4, 4}}, ZelFailureCode::invalidArgument},
         {"endless part", image, {{0, 0}, {infinity, 4}}, ZelFailureCode::limit},
-        {"too large", image->transformed(CGAffineTransform::scale(1e6, 1e6)), {{0, 0}, {4e6, 4e6}}, ZelFailureCode::limit},
+        {"too large",
+         image->transformed(CGAffineTransform::scale(1e6, 1e6)),
+         {{0, 0}, {4e6, 4e6}},
+         ZelFailureCode::limit},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -149,7 +156,8 @@ TEST(Expression, WhatCannotBeRenderedIsAbsentWithAReason)
         EXPECT_EQ(ZelFailure::last().code, c.code);
     }
     // Maps that lead nowhere leave nothing to see, in whatever form, and do no harm.
-    for (const auto& map : {CGAffineTransform::scale(1, 0), CGAffineTransform::scale(infinity, 1), CGAffineTransform::scale(nan, 1)}) {
+    for (const auto& map :
+         {CGAffineTransform::scale(1, 0), CGAffineTransform::scale(infinity, 1), CGAffineTransform::scale(nan, 1)}) {
         const auto rendered = CIContext().createCGImage(image->transformed(map), {{0, 0}, {4, 4}});
         if (rendered) {
             EXPECT_EQ(pixelAt(*rendered, 2, 2)[3], 0);

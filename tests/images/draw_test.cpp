@@ -25,7 +25,8 @@ TEST(Draw, PlacesFromTheLowerLeftCorner)
     Draw::start(target);
     Draw::copybits({.srcImage = square(2, {255, 0, 0, 255}), .dstRect = CGRect{{0, 0}, {4, 2}}});
     Draw::copybits({.srcImage = square(3, {0, 255, 0, 255}), .dstPoint = CGPoint{7, 7}});
-    Draw::copybits({.srcImage = square(2, {0, 0, 255, 255}), .dstRect = CGRect{{4, 4}, {2, 2}}, .dstPoint = CGPoint{0, 0}});
+    Draw::copybits(
+        {.srcImage = square(2, {0, 0, 255, 255}), .dstRect = CGRect{{4, 4}, {2, 2}}, .dstPoint = CGPoint{0, 0}});
     Draw::end();
     const auto drawn = target->cgImage();
     ASSERT_EQ(drawn->width(), 10);
@@ -82,7 +83,8 @@ TEST(Draw, PixelsFollowTheDisplayScaleUnlessTheTargetHasItsOwn)
 TEST(Draw, EveryStartNeedsItsEndWhateverTheTarget)
 {
     ZelFailure::clear();
-    const auto good = NSImage::make(CGSize{2, 2}), none = NSImage::make(CGSize{0, 2}), huge = NSImage::make(CGSize{1e12, 1e12});
+    const auto good = NSImage::make(CGSize{2, 2}), none = NSImage::make(CGSize{0, 2}),
+               huge = NSImage::make(CGSize{1e12, 1e12});
     Draw::start(good);
     for (const auto& bad : {Ref<NSImage>(), none, huge}) {
         Draw::start(bad);

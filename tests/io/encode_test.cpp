@@ -40,8 +40,10 @@ private:
 Ref<ZelImage> textured(int width, int height)
 {
     return makeZelImage(test::painted(width, height, CGAlphaInfo::noneSkipLast, [](int x, int y) {
-        const int noise = static_cast<int>((static_cast<unsigned>(x) * 2654435761U ^ static_cast<unsigned>(y) * 39571431U) >> 27U);
-        return Rgba{static_cast<std::uint8_t>(x + noise), static_cast<std::uint8_t>(y + noise / 2), static_cast<std::uint8_t>(x ^ y), 255};
+        const int noise =
+            static_cast<int>((static_cast<unsigned>(x) * 2654435761U ^ static_cast<unsigned>(y) * 39571431U) >> 27U);
+        return Rgba{static_cast<std::uint8_t>(x + noise), static_cast<std::uint8_t>(y + noise / 2),
+                    static_cast<std::uint8_t>(x ^ y), 255};
     }));
 }
 
@@ -66,7 +68,8 @@ TEST(Png, RecordsTheResolutionOfItsPoints)
     const struct {
         std::optional<CGSize> points;
         CGSize seen; // 5669 pixels a metre are 143.99 dots an inch
-    } cases[] = {{{}, {400, 300}}, {CGSize{200, 150}, {200, 150}}, {CGSize{400, 150}, {400, 150}}, {CGSize{0, 0}, {400, 300}}};
+    } cases[] = {
+        {{}, {400, 300}}, {CGSize{200, 150}, {200, 150}}, {CGSize{400, 150}, {400, 150}}, {CGSize{0, 0}, {400, 300}}};
     for (const auto& c : cases) {
         const auto again = makeZelImage(*pngData(image, {.size = c.points}));
         EXPECT_EQ(again->size, (CGSize{400, 300}));
@@ -82,7 +85,8 @@ TEST(Jpeg, WritesTheResolutionItIsGiven)
     const struct {
         std::optional<std::int64_t> dpi;
         std::vector<int> header; // bytes 13 to 17
-    } cases[] = {{300, {1, 1, 44, 1, 44}}, {72, {1, 0, 72, 0, 72}}, {{}, {0, 0, 1, 0, 1}}, {65536 + 258, {1, 1, 2, 1, 2}}};
+    } cases[] = {
+        {300, {1, 1, 44, 1, 44}}, {72, {1, 0, 72, 0, 72}}, {{}, {0, 0, 1, 0, 1}}, {65536 + 258, {1, 1, 2, 1, 2}}};
     for (const auto& c : cases) {
         const auto file = folder / "a.jpg";
         ASSERT_TRUE(saveToJpeg(image, {.quality = 0.8, .dpi = c.dpi, .url = URL::file(file)}));
@@ -119,7 +123,8 @@ TEST(Savers, LeaveNothingAfterAFailure)
         {"PNG", [](const auto& image, const URL& url) { return saveToPNG(image, {.url = url}); }},
         {"TIFF", [](const auto& image, const URL& url) { return ZelImageHelper::saveToTIFF(image, {.toUrl = url}); }},
         {"JPEG", [](const auto& image, const URL& url) { return saveToJpeg(image, {.quality = 0.5, .url = url}); }},
-        {"JPEG of a size", [](const auto& image, const URL& url) { return saveToJpeg(image, {.toUrl = url, .maxSize = 10}); }},
+        {"JPEG of a size",
+         [](const auto& image, const URL& url) { return saveToJpeg(image, {.toUrl = url, .maxSize = 10}); }},
     };
     for (const auto& [name, save] : savers) {
         SCOPED_TRACE(name);
@@ -162,7 +167,9 @@ TEST(SizeSearch, ComesCloseToTheWantedSize)
 
 TEST(SizeSearch, TellsWhatItMeasures)
 {
-    const ByteCount count = [](double quality, std::uint64_t) { return std::optional<std::uint64_t>(1000 + static_cast<std::uint64_t>(quality * 4096)); };
+    const ByteCount count = [](double quality, std::uint64_t) {
+        return std::optional<std::uint64_t>(1000 + static_cast<std::uint64_t>(quality * 4096));
+    };
     const struct {
         const char* name;
         std::int64_t wanted;
@@ -182,7 +189,8 @@ TEST(SizeSearch, TellsWhatItMeasures)
         EXPECT_EQ(decision->shrink, c.shrink);
         EXPECT_NEAR(decision->quality, c.quality, 1.0 / 128);
         const auto begins = [&](const char* text) {
-            return std::count_if(printed.lines().begin(), printed.lines().end(), [&](const std::string& line) { return line.rfind(text, 0) == 0; });
+            return std::count_if(printed.lines().begin(), printed.lines().end(),
+                                 [&](const std::string& line) { return line.rfind(text, 0) == 0; });
         };
         const bool searched = !c.shrink && c.quality < 1;
         EXPECT_EQ(begins("quality: "), searched ? 1 : 0);
@@ -194,7 +202,8 @@ TEST(SizeSearch, TellsWhatItMeasures)
             EXPECT_TRUE(printed.lines().empty());
         }
     }
-    EXPECT_FALSE(decideQuality([](double, std::uint64_t) { return std::optional<std::uint64_t>(); }, 5, SizeRule::nearest));
+    EXPECT_FALSE(
+        decideQuality([](double, std::uint64_t) { return std::optional<std::uint64_t>(); }, 5, SizeRule::nearest));
 }
 
 TEST(SizeSearch, ShrinksByTenthsUntilItFits)
@@ -203,7 +212,8 @@ TEST(SizeSearch, ShrinksByTenthsUntilItFits)
     test::PrintedLines quiet;
     const auto image = textured(200, 100);
     const auto least = jpegData(image, {.quality = 0})->size();
-    ASSERT_TRUE(saveToJpeg(image, {.toUrl = URL::file(folder / "a.jpg"), .maxSize = static_cast<std::int64_t>(least) - 1}));
+    ASSERT_TRUE(
+        saveToJpeg(image, {.toUrl = URL::file(folder / "a.jpg"), .maxSize = static_cast<std::int64_t>(least) - 1}));
     const CGSize size = makeZelImage(URL::file(folder / "a.jpg"))->size;
     EXPECT_TRUE(size == (CGSize{180, 90}) || size == (CGSize{162, 81})) << size.width;
 }
@@ -211,12 +221,17 @@ TEST(SizeSearch, ShrinksByTenthsUntilItFits)
 TEST(ImageJson, KeepsEveryPixelAndField)
 {
     const auto image = makeZelImage(test::painted(5, 3, CGAlphaInfo::last, [](int x, int y) {
-        return Rgba{static_cast<std::uint8_t>(50 * x), static_cast<std::uint8_t>(80 * y), 7, static_cast<std::uint8_t>(40 * x + 80)};
+        return Rgba{static_cast<std::uint8_t>(50 * x), static_cast<std::uint8_t>(80 * y), 7,
+                    static_cast<std::uint8_t>(40 * x + 80)};
     }));
     image->size = {77, 5.5};
     image->metadata.metadata = {{.key = "k", .value = "v\n\"ü"}, {.key = "", .value = ""}};
     const std::string text = encode(image);
-    EXPECT_EQ(text.rfind("{\"id\":\"" + image->id + "\",\"size\":[77.0,5.5],\"metadata\":{\"metadata\":[{\"key\":\"k\",\"value\":", 0), 0U) << text;
+    EXPECT_EQ(text.rfind("{\"id\":\"" + image->id +
+                             "\",\"size\":[77.0,5.5],\"metadata\":{\"metadata\":[{\"key\":\"k\",\"value\":",
+                         0),
+              0U)
+        << text;
     const auto again = decode<Ref<ZelImage>>(text);
     EXPECT_EQ(again->id, image->id);
     EXPECT_EQ(again->size, image->size); // the stored size wins
@@ -238,11 +253,17 @@ TEST(ImageJson, SaysWhatIsWrong)
     } cases[] = {
         {"no id", R"({"size":[1,1],"metadata":{"metadata":[]},"imageData":""})", Kind::keyNotFound, "id"},
         {"no bytes", R"({"id":"a","size":[1,1],"metadata":{"metadata":[]}})", Kind::keyNotFound, "imageData"},
-        {"null bytes", R"({"id":"a","size":[1,1],"metadata":{"metadata":[]},"imageData":null})", Kind::valueNotFound, "imageData"},
-        {"no base-64", R"({"id":"a","size":[1,1],"metadata":{"metadata":[]},"imageData":"?"})", Kind::dataCorrupted, "imageData"},
-        {"no picture", R"({"id":"a","size":[1,1],"metadata":{"metadata":[]},"imageData":"AAAA"})", Kind::dataCorrupted, "imageData"},
-        {"three sides", R"({"id":"a","size":[1,1,1],"metadata":{"metadata":[]},"imageData":"AAAA"})", Kind::dataCorrupted, "size"},
-        {"an item without a value", R"({"id":"a","size":[1,1],"metadata":{"metadata":[{"key":"k"}]},"imageData":"AAAA"})", Kind::keyNotFound, "metadata.metadata[0].value"},
+        {"null bytes", R"({"id":"a","size":[1,1],"metadata":{"metadata":[]},"imageData":null})", Kind::valueNotFound,
+         "imageData"},
+        {"no base-64", R"({"id":"a","size":[1,1],"metadata":{"metadata":[]},"imageData":"?"})", Kind::dataCorrupted,
+         "imageData"},
+        {"no picture", R"({"id":"a","size":[1,1],"metadata":{"metadata":[]},"imageData":"AAAA"})", Kind::dataCorrupted,
+         "imageData"},
+        {"three sides", R"({"id":"a","size":[1,1,1],"metadata":{"metadata":[]},"imageData":"AAAA"})",
+         Kind::dataCorrupted, "size"},
+        {"an item without a value",
+         R"({"id":"a","size":[1,1],"metadata":{"metadata":[{"key":"k"}]},"imageData":"AAAA"})", Kind::keyNotFound,
+         "metadata.metadata[0].value"},
     };
     for (const auto& c : cases)
         try {

@@ -14,7 +14,10 @@ using test::flat;
 using test::pixelAt;
 using test::Rgba;
 
-Ref<ZelImage> picture(int width, int height, Rgba color = {40, 80, 120, 255}) { return makeZelImage(flat(width, height, color)); }
+Ref<ZelImage> picture(int width, int height, Rgba color = {40, 80, 120, 255})
+{
+    return makeZelImage(flat(width, height, color));
+}
 
 TEST(Resize, GivesTheSizesThatItPromises)
 {
@@ -24,22 +27,80 @@ TEST(Resize, GivesTheSizesThatItPromises)
         std::function<Ref<ZelImage>(const Ref<ZelImage>&)> operation;
         CGSize size;
     } cases[] = {
-        {"to a size, ratio not kept", 100, 50, [](const auto& i) { return resize(i, {.to = {30, 90}}); }, {30, 90}},
-        {"to a fraction: rounded up", 100, 50, [](const auto& i) { return resize(i, {.to = {33.3, 16.65}}); }, {34, 17}},
+        {"to a size, ratio not kept",
+         100,
+         50,
+         [](const auto& i) {
+             return resize(i, {.to = {30, 90}});
+         },
+         {30, 90}},
+        {"to a fraction: rounded up",
+         100,
+         50,
+         [](const auto& i) {
+             return resize(i, {.to = {33.3, 16.65}});
+         },
+         {34, 17}},
         {"to a width", 300, 200, [](const auto& i) { return resize(i, {.toWidth = 150}); }, {150, 100}},
         {"to a height", 300, 200, [](const auto& i) { return resize(i, {.toHeight = 100}); }, {150, 100}},
-        {"max side: the short side stays at least 1", 1000, 10, [](const auto& i) { return resize(i, {.withMaxSide = 100}); }, {100, 1}},
+        {"max side: the short side stays at least 1",
+         1000,
+         10,
+         [](const auto& i) { return resize(i, {.withMaxSide = 100}); },
+         {100, 1}},
         {"max side: small enough", 50, 40, [](const auto& i) { return resize(i, {.withMaxSide = 100}); }, {50, 40}},
         {"max side truncates", 1000, 667, [](const auto& i) { return resize(i, {.withMaxSide = 100}); }, {100, 66}},
         {"min side", 2000, 1000, [](const auto& i) { return resize(i, {.withMinSideBoundedTo = 500}); }, {1000, 500}},
         {"thumb enlarges", 100, 50, [](const auto& i) { return thumb(i, {.maxSide = 200}); }, {200, 100}},
-        {"fit", 100, 50, [](const auto& i) { return resizeWithFit(i, {.to = {40, 40}}); }, {40, 40}},
-        {"fill", 100, 50, [](const auto& i) { return resizeWithFill(i, {.to = {40, 40}}); }, {40, 40}},
-        {"fill a fraction", 100, 50, [](const auto& i) { return resizeWithFill(i, {.to = {40.5, 40.5}}); }, {41, 41}},
-        {"v3 truncates", 100, 50, [](const auto& i) { return ZelImageHelper::resizeImage_v3(i, {.size = {20.7, 10.7}}); }, {20, 10}},
-        {"v4", 100, 50, [](const auto& i) { return ZelImageHelper::resizeImage_v4(i, {.size = {20, 10}}); }, {20, 10}},
-        {"by steps", 1600, 1600, [](const auto& i) { return ZelImageHelper::reduceImageToSize(i, {.targetSize = {100, 100}}); }, {100, 100}},
-        {"by steps, enlarging", 10, 10, [](const auto& i) { return ZelImageHelper::reduceImageToSize(i, {.targetSize = {20, 15}}); }, {20, 15}},
+        {"fit",
+         100,
+         50,
+         [](const auto& i) {
+             return resizeWithFit(i, {.to = {40, 40}});
+         },
+         {40, 40}},
+        {"fill",
+         100,
+         50,
+         [](const auto& i) {
+             return resizeWithFill(i, {.to = {40, 40}});
+         },
+         {40, 40}},
+        {"fill a fraction",
+         100,
+         50,
+         [](const auto& i) {
+             return resizeWithFill(i, {.to = {40.5, 40.5}});
+         },
+         {41, 41}},
+        {"v3 truncates",
+         100,
+         50,
+         [](const auto& i) {
+             return ZelImageHelper::resizeImage_v3(i, {.size = {20.7, 10.7}});
+         },
+         {20, 10}},
+        {"v4",
+         100,
+         50,
+         [](const auto& i) {
+             return ZelImageHelper::resizeImage_v4(i, {.size = {20, 10}});
+         },
+         {20, 10}},
+        {"by steps",
+         1600,
+         1600,
+         [](const auto& i) {
+             return ZelImageHelper::reduceImageToSize(i, {.targetSize = {100, 100}});
+         },
+         {100, 100}},
+        {"by steps, enlarging",
+         10,
+         10,
+         [](const auto& i) {
+             return ZelImageHelper::reduceImageToSize(i, {.targetSize = {20, 15}});
+         },
+         {20, 15}},
         {"one pixel", 401, 301, [](const auto& i) { return ZelImageHelper::reduceImageTo1x1Pixels(i); }, {1, 1}},
     };
     for (const CGFloat scale : {1.0, 2.0}) {
@@ -52,7 +113,8 @@ TEST(Resize, GivesTheSizesThatItPromises)
             ASSERT_NE(result, nullptr);
             EXPECT_EQ(result->size, c.size);
             ASSERT_NE(result->cgImage, nullptr);
-            EXPECT_EQ(pixelAt(*result->cgImage, result->cgImage->width() / 2, result->cgImage->height() / 2), (Rgba{40, 80, 120, 255}));
+            EXPECT_EQ(pixelAt(*result->cgImage, result->cgImage->width() / 2, result->cgImage->height() / 2),
+                      (Rgba{40, 80, 120, 255}));
             EXPECT_EQ(source->size, (CGSize{static_cast<CGFloat>(c.width), static_cast<CGFloat>(c.height)}));
             EXPECT_NE(result, source);
         }
@@ -139,7 +201,8 @@ TEST(Reduce, TellsItsSteps)
 {
     test::PrintedLines printed;
     (void)ZelImageHelper::reduceImageToSize(picture(1600, 1600), {.targetSize = {100, 100}});
-    EXPECT_EQ(printed.lines(), (std::vector<std::string>{"res", "res done", "res", "res done", "reduceImageToSize done", "reduceImageToSize done"}));
+    EXPECT_EQ(printed.lines(), (std::vector<std::string>{"res", "res done", "res", "res done", "reduceImageToSize done",
+                                                         "reduceImageToSize done"}));
 }
 
 TEST(Make, ColouredAndBlankImages)

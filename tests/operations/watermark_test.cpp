@@ -45,7 +45,8 @@ TEST(Watermark, StandsFlushAtItsPlace)
         {Position::centerLeft, 0, 25}, {Position::center, 40, 25},       {Position::centerRight, 80, 25},
         {Position::bottomLeft, 0, 50}, {Position::bottomCenter, 40, 50}, {Position::bottomRight, 80, 50},
     };
-    const auto target = makeZelImage(flat(100, 60, {0, 0, 0, 255})), mark = makeZelImage(flat(20, 10, {255, 255, 255, 255}));
+    const auto target = makeZelImage(flat(100, 60, {0, 0, 0, 255})),
+               mark = makeZelImage(flat(20, 10, {255, 255, 255, 255}));
     for (const CGFloat scale : {1.0, 3.0}) {
         Screens::set({scale});
         for (const auto& c : cases) {
@@ -68,13 +69,15 @@ TEST(Watermark, StandsFlushAtItsPlace)
 
 TEST(Watermark, BlendsWithItsOpacity)
 {
-    const auto target = makeZelImage(flat(8, 8, {100, 100, 100, 255})), mark = makeZelImage(flat(8, 8, {200, 0, 0, 255}));
+    const auto target = makeZelImage(flat(8, 8, {100, 100, 100, 255})),
+               mark = makeZelImage(flat(8, 8, {200, 0, 0, 255}));
     const struct {
         double opacity;
         Rgba color;
     } cases[] = {{1, {200, 0, 0, 255}}, {0.5, {150, 50, 50, 255}}, {0, {100, 100, 100, 255}}};
     for (const auto& c : cases)
-        EXPECT_EQ(pixelAt(*watermark(target, {.with = mark, .using_ = {.opacity = c.opacity}})->cgImage, 3, 3), c.color) << c.opacity;
+        EXPECT_EQ(pixelAt(*watermark(target, {.with = mark, .using_ = {.opacity = c.opacity}})->cgImage, 3, 3), c.color)
+            << c.opacity;
     EXPECT_EQ(pixelAt(*target->cgImage, 3, 3), (Rgba{100, 100, 100, 255}));
 }
 
@@ -84,15 +87,20 @@ TEST(Watermark, GivesNothingWithoutAMark)
     EXPECT_EQ(watermark(target, {.with = blank, .using_ = {}}), nullptr);
     EXPECT_EQ(watermark(target, {.with = nullptr, .using_ = {}}), nullptr);
     EXPECT_EQ(watermark(nullptr, {.with = target, .using_ = {}}), nullptr);
-    EXPECT_EQ(watermark(target, {.with = target, .using_ = {.scale = {.policy = Policy::largestSideScale, .scale = 0}}}), nullptr);
+    EXPECT_EQ(
+        watermark(target, {.with = target, .using_ = {.scale = {.policy = Policy::largestSideScale, .scale = 0}}}),
+        nullptr);
 }
 
 TEST(Watermark, JsonIsStrictAndOrdered)
 {
     for (const Position position : allCases<Position>())
         for (const Policy policy : allCases<Policy>()) {
-            const ZelWatermark mark{.position = position, .scale = {.policy = policy, .scale = 0.25, .maxScale = 0.5, .minScale = 0.125}, .opacity = 0.75};
-            EXPECT_EQ(encode(mark), "{\"position\":\"" + std::string(rawValue(position)) + "\",\"scale\":{\"policy\":\"" + displayName(policy) +
+            const ZelWatermark mark{.position = position,
+                                    .scale = {.policy = policy, .scale = 0.25, .maxScale = 0.5, .minScale = 0.125},
+                                    .opacity = 0.75};
+            EXPECT_EQ(encode(mark), "{\"position\":\"" + std::string(rawValue(position)) +
+                                        "\",\"scale\":{\"policy\":\"" + displayName(policy) +
                                         "\",\"scale\":0.25,\"maxScale\":0.5,\"minScale\":0.125},\"opacity\":0.75}");
             EXPECT_EQ(encode(decode<ZelWatermark>(encode(mark))), encode(mark));
         }
@@ -101,9 +109,12 @@ TEST(Watermark, JsonIsStrictAndOrdered)
         ZelDecodingError::Kind kind;
         const char* path;
     } cases[] = {
-        {R"({"position":"top left","scale":{"policy":"Original Size","scale":1,"maxScale":1,"minScale":0},"opacity":1})", ZelDecodingError::Kind::dataCorrupted, "position"},
-        {R"({"position":"Top Left","scale":{"policy":"Original Size","scale":1,"maxScale":1},"opacity":1})", ZelDecodingError::Kind::keyNotFound, "scale.minScale"},
-        {R"({"position":"Top Left","scale":{"policy":"Original Size","scale":1,"maxScale":1,"minScale":0}})", ZelDecodingError::Kind::keyNotFound, "opacity"},
+        {R"({"position":"top left","scale":{"policy":"Original Size","scale":1,"maxScale":1,"minScale":0},"opacity":1})",
+         ZelDecodingError::Kind::dataCorrupted, "position"},
+        {R"({"position":"Top Left","scale":{"policy":"Original Size","scale":1,"maxScale":1},"opacity":1})",
+         ZelDecodingError::Kind::keyNotFound, "scale.minScale"},
+        {R"({"position":"Top Left","scale":{"policy":"Original Size","scale":1,"maxScale":1,"minScale":0}})",
+         ZelDecodingError::Kind::keyNotFound, "opacity"},
         {R"({"position":"Top Left","scale":null,"opacity":1})", ZelDecodingError::Kind::valueNotFound, "scale"},
     };
     for (const auto& c : cases)

@@ -31,7 +31,12 @@ TEST(Dicotomic, FindsTheIndexOfTheNearestValue)
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         test::PrintedLines printed;
-        const ZelDicotomic<double, double> search{.minIndexValue = 0, .maxIndexValue = 1, .target = c.target, .tolerance = 0.001, .indexTolerace = 0.01, .calculation = c.calculation};
+        const ZelDicotomic<double, double> search{.minIndexValue = 0,
+                                                  .maxIndexValue = 1,
+                                                  .target = c.target,
+                                                  .tolerance = 0.001,
+                                                  .indexTolerace = 0.01,
+                                                  .calculation = c.calculation};
         EXPECT_EQ(search.search(), c.found);
         EXPECT_EQ(printed.lines().size(), c.calls);
         EXPECT_EQ(printed.lines().front(), "ZelDicotomic: 0.0 - 1.0");
@@ -44,9 +49,19 @@ TEST(Dicotomic, FindsTheIndexOfTheNearestValue)
 TEST(Dicotomic, EndsWithoutAToleranceToStopAt)
 {
     test::PrintedLines quiet;
-    const ZelDicotomic<double, double> search{.minIndexValue = 0, .maxIndexValue = 1, .target = 333, .tolerance = 0, .indexTolerace = 0, .calculation = [](double x) { return 1000 * x; }};
+    const ZelDicotomic<double, double> search{.minIndexValue = 0,
+                                              .maxIndexValue = 1,
+                                              .target = 333,
+                                              .tolerance = 0,
+                                              .indexTolerace = 0,
+                                              .calculation = [](double x) { return 1000 * x; }};
     EXPECT_NEAR(search.search(), 0.333, 1e-12);
-    EXPECT_EQ((ZelDicotomic<double, double>{.minIndexValue = 0, .maxIndexValue = 1, .target = 700, .tolerance = 0, .indexTolerace = 0.01, .calculation = [](double x) { return 1000 * x; }}
+    EXPECT_EQ((ZelDicotomic<double, double>{.minIndexValue = 0,
+                                            .maxIndexValue = 1,
+                                            .target = 700,
+                                            .tolerance = 0,
+                                            .indexTolerace = 0.01,
+                                            .calculation = [](double x) { return 1000 * x; }}
                    .search({.minIndex = 0.5})),
               0.703125);
 }

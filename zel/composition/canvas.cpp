@@ -13,16 +13,22 @@
 namespace zel {
 namespace {
 
-std::string newLayerId() { return ZelId::newId({.prefix = "", .infix = "zelcl", .useCounter = true}); }
+std::string newLayerId()
+{
+    return ZelId::newId({.prefix = "", .infix = "zelcl", .useCounter = true});
+}
 
 /// The layer's size on a base of that size, both in pixels.
 CGSize conformed(CGSize layer, CGSize base, ZelSpatialConforming conforming)
 {
     const CGFloat across = base.width / layer.width, along = base.height / layer.height;
     switch (conforming) {
-    case ZelSpatialConforming::none: return layer;
-    case ZelSpatialConforming::fit: return layer * (along < across ? along : across);
-    case ZelSpatialConforming::fill: break;
+    case ZelSpatialConforming::none:
+        return layer;
+    case ZelSpatialConforming::fit:
+        return layer * (along < across ? along : across);
+    case ZelSpatialConforming::fill:
+        break;
     }
     return layer * (across <= along ? along : across);
 }
@@ -31,12 +37,14 @@ CGSize conformed(CGSize layer, CGSize base, ZelSpatialConforming conforming)
 std::optional<URL> addressOf(const ZelCanvasLayer::Source& source, const Ref<ZelShareApp>& shareApp)
 {
     switch (source.identification) {
-    case ZelCanvasLayer::Source::Identification::url: return source.url;
+    case ZelCanvasLayer::Source::Identification::url:
+        return source.url;
     case ZelCanvasLayer::Source::Identification::shareAppId:
         if (source.shareAppId && shareApp)
             return shareApp->url({.forId = *source.shareAppId, .downloadRemote = false}).get();
         return std::nullopt;
-    case ZelCanvasLayer::Source::Identification::image: break;
+    case ZelCanvasLayer::Source::Identification::image:
+        break;
     }
     return std::nullopt;
 }
@@ -44,8 +52,12 @@ std::optional<URL> addressOf(const ZelCanvasLayer::Source& source, const Ref<Zel
 } // namespace
 
 ZelCanvasLayer::ZelCanvasLayer(Fields fields)
-    : id(std::move(fields.id)), type(fields.type), source(std::move(fields.source)), spatialConforming(fields.spatialConforming),
-      transform(fields.transform), image(source.image)
+    : id(std::move(fields.id)),
+      type(fields.type),
+      source(std::move(fields.source)),
+      spatialConforming(fields.spatialConforming),
+      transform(fields.transform),
+      image(source.image)
 {
 }
 
@@ -70,7 +82,10 @@ Ref<ZelImage> ZelCanvasLayer::draw(On base) const
 }
 
 ZelCanvas::Size::Size(CGSize size) : width(truncated(size.width)), height(truncated(size.height)) {}
-CGSize ZelCanvas::Size::cg() const { return {static_cast<CGFloat>(width), static_cast<CGFloat>(height)}; }
+CGSize ZelCanvas::Size::cg() const
+{
+    return {static_cast<CGFloat>(width), static_cast<CGFloat>(height)};
+}
 
 ZelCanvas::ZelCanvas(Size sides, ShareApp store)
     : size(sides), shareApp(std::move(store.shareApp)), image(makeZelImage(BlankSize{.size = sides.cg()}))
@@ -88,7 +103,10 @@ ZelCanvas::ZelCanvas(WithImage what)
     layerList.emplace_back(ZelCanvasLayer::Fields{
         .id = newLayerId(),
         .type = ZelCanvasLayer::LayerType::image,
-        .source = {.identification = ZelCanvasLayer::Source::Identification::image, .url = {}, .shareAppId = {}, .image = what.withImage},
+        .source = {.identification = ZelCanvasLayer::Source::Identification::image,
+                   .url = {},
+                   .shareAppId = {},
+                   .image = what.withImage},
         .spatialConforming = ZelSpatialConforming::none,
         .transform = {},
     });

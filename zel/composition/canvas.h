@@ -6,27 +6,27 @@
 
 namespace zel {
 
-/// How a layer is sized against its canvas: at its own pixel size, whole inside it, or covering it. Raw values and display
-/// names "None", "Fit", "Fill".
+/// How a layer is sized against its canvas: at its own pixel size, whole inside it, or covering it. Raw values and
+/// display names "None", "Fit", "Fill".
 enum class ZelSpatialConforming { none, fit, fill };
 
 /// One picture of a canvas. JSON (lenient: a key that is missing, null or unreadable gets the value a new layer has):
 /// {"id":…,"type":"Image","source":{…},"spatialConforming":"Fill","transform":{…}}; the loaded picture is not stored.
 struct ZEL_API ZelCanvasLayer {
-    enum class LayerType { image };                     ///< "Image"
+    enum class LayerType { image }; ///< "Image"
     /// JSON: "identification" required, "url" and "shareAppId" where they are set.
     struct Source {
-        enum class Identification { url, shareAppId, image };    ///< "url", "shareAppId", "image"
+        enum class Identification { url, shareAppId, image }; ///< "url", "shareAppId", "image"
         Identification identification = Identification::url;
         std::optional<URL> url = {};
         std::optional<std::string> shareAppId = {};
-        Ref<ZelImage> image = {};                       ///< not stored
+        Ref<ZelImage> image = {}; ///< not stored
     };
     /// JSON: all keys required, points as [x, y].
     struct Transform {
-        CGPoint anchor{0.5, 0.5};                       ///< stored, without effect
-        CGPoint position{0.5, 0.5};                     ///< of the layer's centre, in canvas widths and heights from the lower left
-        double scale = 1;                               ///< times the conformed size
+        CGPoint anchor{0.5, 0.5};   ///< stored, without effect
+        CGPoint position{0.5, 0.5}; ///< of the layer's centre, in canvas widths and heights from the lower left
+        double scale = 1;           ///< times the conformed size
         double opacity = 1;
     };
     struct Fields {
@@ -40,9 +40,9 @@ struct ZEL_API ZelCanvasLayer {
         Ref<ZelImage> on;
     };
 
-    explicit ZelCanvasLayer(Fields fields);             ///< `image` is the source's
-    /// A picture of the base's pixel size: the base with the layer drawn over it. The base itself where the layer has no
-    /// image, or where nothing can be drawn (noted).
+    explicit ZelCanvasLayer(Fields fields); ///< `image` is the source's
+    /// A picture of the base's pixel size: the base with the layer drawn over it. The base itself where the layer has
+    /// no image, or where nothing can be drawn (noted).
     Ref<ZelImage> draw(On base) const;
 
     std::string id;
@@ -50,7 +50,7 @@ struct ZEL_API ZelCanvasLayer {
     Source source;
     ZelSpatialConforming spatialConforming;
     Transform transform;
-    Ref<ZelImage> image;                                ///< null until loaded
+    Ref<ZelImage> image; ///< null until loaded
 };
 
 /// A layered picture of a fixed pixel size, drawn into one image. JSON (lenient): {"size":{"width":512,"height":512},
@@ -61,7 +61,7 @@ struct ZEL_API ZelCanvas {
         std::int64_t width = 0, height = 0;
         Size() = default;
         Size(std::int64_t columns, std::int64_t rows) : width(columns), height(rows) {}
-        explicit Size(CGSize size);                     ///< truncated
+        explicit Size(CGSize size); ///< truncated
         CGSize cg() const;
         friend bool operator==(const Size&, const Size&) = default;
     };
@@ -70,11 +70,11 @@ struct ZEL_API ZelCanvas {
     };
     struct WithImage {
         Ref<ZelImage> withImage;
-        double fitInRatio;                              ///< without effect: the canvas is square
+        double fitInRatio; ///< without effect: the canvas is square
     };
     struct FitImage {
         Ref<ZelImage> image;
-        double inRatio;                                 ///< without effect
+        double inRatio; ///< without effect
     };
 
     explicit ZelCanvas(Size size, ShareApp shareApp = {});
@@ -87,12 +87,12 @@ struct ZEL_API ZelCanvas {
     std::future<void> loadAllLayers();
     /// Draws every layer over `image`, in order; called again, it draws them once more.
     void drawLayers();
-    Ref<ZelImage> getImage();                           ///< draws, then gives `image`
+    Ref<ZelImage> getImage(); ///< draws, then gives `image`
 
     Size size;
     std::vector<ZelCanvasLayer> layerList;
-    Ref<ZelShareApp> shareApp;                          ///< not stored
-    Ref<ZelImage> image;                                ///< blank at first; not stored
+    Ref<ZelShareApp> shareApp; ///< not stored
+    Ref<ZelImage> image;       ///< blank at first; not stored
 };
 
 template <>

@@ -72,11 +72,12 @@ struct JsonForm<ZelCanvasLayer> {
     {
         const ZelCanvasLayer::Fields fresh;
         const auto newId = [] { return ZelId::newId({.prefix = "", .infix = "zelcl", .useCounter = true}); };
-        return ZelCanvasLayer({.id = in.lenient<std::string>("id", newId),
-                               .type = in.lenient<ZelCanvasLayer::LayerType>("type", fresh.type),
-                               .source = in.lenient<ZelCanvasLayer::Source>("source", fresh.source),
-                               .spatialConforming = in.lenient<ZelSpatialConforming>("spatialConforming", fresh.spatialConforming),
-                               .transform = in.lenient<ZelCanvasLayer::Transform>("transform", fresh.transform)});
+        return ZelCanvasLayer(
+            {.id = in.lenient<std::string>("id", newId),
+             .type = in.lenient<ZelCanvasLayer::LayerType>("type", fresh.type),
+             .source = in.lenient<ZelCanvasLayer::Source>("source", fresh.source),
+             .spatialConforming = in.lenient<ZelSpatialConforming>("spatialConforming", fresh.spatialConforming),
+             .transform = in.lenient<ZelCanvasLayer::Transform>("transform", fresh.transform)});
     }
 };
 

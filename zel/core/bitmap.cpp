@@ -15,8 +15,10 @@
 namespace zel {
 namespace {
 
-constexpr engine::PixelLayout drawn{.alphaFirst = false, .alpha = engine::PixelLayout::Alpha::premultiplied, .bytesPerComponent = 1};
-constexpr engine::PixelLayout stored{.alphaFirst = true, .alpha = engine::PixelLayout::Alpha::premultiplied, .bytesPerComponent = 1};
+constexpr engine::PixelLayout drawn{
+    .alphaFirst = false, .alpha = engine::PixelLayout::Alpha::premultiplied, .bytesPerComponent = 1};
+constexpr engine::PixelLayout stored{
+    .alphaFirst = true, .alpha = engine::PixelLayout::Alpha::premultiplied, .bytesPerComponent = 1};
 
 /// The largest sum of squares whose root is at most the tolerance; -1 when there is none. Comparing whole sums with it
 /// gives the same answer as taking roots, pixel by pixel.
@@ -76,7 +78,8 @@ ZelImageBitmapRGBA::ZelImageBitmapRGBA(const Ref<ZelImage>& image)
     }
 }
 
-ZelImageBitmapRGBA::ZelImageBitmapRGBA(const ZelContextImage& context) : ZelImageBitmapRGBA(context.width, context.height)
+ZelImageBitmapRGBA::ZelImageBitmapRGBA(const ZelContextImage& context)
+    : ZelImageBitmapRGBA(context.width, context.height)
 {
     if (!bytes_->empty() && context.bitmap().size() == bytes_->size()) {
         const auto stride = static_cast<std::ptrdiff_t>(width_) * 4;
@@ -117,7 +120,10 @@ ZelColor ZelImageBitmapRGBA::getPixelColor(Pixel at) const
     return ZelColor::fromBytes(color.r, color.g, color.b, 255);
 }
 
-std::uint8_t ZelImageBitmapRGBA::getPixelAlpha(Pixel at) const { return getPixelZelColor255(at).a; }
+std::uint8_t ZelImageBitmapRGBA::getPixelAlpha(Pixel at) const
+{
+    return getPixelZelColor255(at).a;
+}
 
 std::uint8_t ZelImageBitmapRGBA::getPixelLuminance(Pixel at) const
 {
@@ -125,8 +131,8 @@ std::uint8_t ZelImageBitmapRGBA::getPixelLuminance(Pixel at) const
     return static_cast<std::uint8_t>((color.r + color.g + color.b) / 3);
 }
 
-void ZelImageBitmapRGBA::write(std::int64_t x, std::int64_t y, bool invertedY, std::uint8_t a, std::uint8_t r, std::uint8_t g,
-                               std::uint8_t b)
+void ZelImageBitmapRGBA::write(std::int64_t x, std::int64_t y, bool invertedY, std::uint8_t a, std::uint8_t r,
+                               std::uint8_t g, std::uint8_t b)
 {
     const auto where = offset(x, y, invertedY);
     if (!where)
@@ -191,7 +197,9 @@ void ZelImageBitmapRGBA::fillRect(const Rect& rect, ToColor color)
     PerfAn::start("ZelImageBitmap.fillRect ()");
     // An end that does not fit in 64 bits lies beyond every bitmap.
     const auto endOf = [](std::int64_t origin, std::int64_t length, std::int64_t bound) {
-        return length > 0 && origin > std::numeric_limits<std::int64_t>::max() - length ? bound : std::min(bound, origin + length);
+        return length > 0 && origin > std::numeric_limits<std::int64_t>::max() - length
+                   ? bound
+                   : std::min(bound, origin + length);
     };
     const std::int64_t right = endOf(rect.origin.x, rect.size.width, width_);
     const std::int64_t far = endOf(rect.origin.y, rect.size.height, height_);
@@ -255,11 +263,23 @@ Ref<const CGImage> ZelImageBitmapRGBA::cgImage() const
     return CGImage::make(layout, Data(*bytes_), static_cast<std::size_t>(width_) * 4);
 }
 
-Ref<ZelImage> ZelImageBitmapRGBA::zelImage() const { return makeZelImage(cgImage()); }
+Ref<ZelImage> ZelImageBitmapRGBA::zelImage() const
+{
+    return makeZelImage(cgImage());
+}
 
-std::int64_t ZelImageBitmapRGBA::width() const { return width_; }
-std::int64_t ZelImageBitmapRGBA::height() const { return height_; }
-std::span<const std::uint8_t> ZelImageBitmapRGBA::bytes() const { return *bytes_; }
+std::int64_t ZelImageBitmapRGBA::width() const
+{
+    return width_;
+}
+std::int64_t ZelImageBitmapRGBA::height() const
+{
+    return height_;
+}
+std::span<const std::uint8_t> ZelImageBitmapRGBA::bytes() const
+{
+    return *bytes_;
+}
 
 std::span<std::uint8_t> ZelImageBitmapRGBA::bytes()
 {

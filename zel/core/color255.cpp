@@ -5,7 +5,10 @@
 namespace zel {
 namespace {
 
-std::uint8_t lowByte(CGFloat component) { return static_cast<std::uint8_t>(truncated(component * 255.0) & 0xFF); }
+std::uint8_t lowByte(CGFloat component)
+{
+    return static_cast<std::uint8_t>(truncated(component * 255.0) & 0xFF);
+}
 
 } // namespace
 
@@ -17,14 +20,25 @@ ZelColor255::ZelColor255(const ZelColor& color)
 }
 
 ZelColor255::ZelColor255(const NSColor& color)
-    : r(lowByte(color.redComponent)), g(lowByte(color.greenComponent)), b(lowByte(color.blueComponent)),
+    : r(lowByte(color.redComponent)),
+      g(lowByte(color.greenComponent)),
+      b(lowByte(color.blueComponent)),
       a(lowByte(color.alphaComponent))
 {
 }
 
-std::int64_t ZelColor255::simpleDistance(To other) const { return r * other.to.r + g * other.to.g + b * other.to.b; }
-NSColor ZelColor255::nsColor() const { return {r / 255.0, g / 255.0, b / 255.0, a / 255.0}; }
-CGFloat ZelColor255::lightness() const { return nsColor().hsb().brightness; }
+std::int64_t ZelColor255::simpleDistance(To other) const
+{
+    return r * other.to.r + g * other.to.g + b * other.to.b;
+}
+NSColor ZelColor255::nsColor() const
+{
+    return {r / 255.0, g / 255.0, b / 255.0, a / 255.0};
+}
+CGFloat ZelColor255::lightness() const
+{
+    return nsColor().hsb().brightness;
+}
 
 ZelColor255 ZelColor255::modifyLightness(By factor) const
 {

@@ -31,7 +31,10 @@ ZelContextImage::ZelContextImage(const Ref<ZelImage>& source, Size wanted) : ima
         context->draw(image->cgImage, {{0, 0}, {static_cast<CGFloat>(width), static_cast<CGFloat>(height)}});
 }
 
-ZelContextImage::ZelContextImage(Size wanted) : size(wanted.size.value_or(CGSize{})) { makeContext(); }
+ZelContextImage::ZelContextImage(Size wanted) : size(wanted.size.value_or(CGSize{}))
+{
+    makeContext();
+}
 
 void ZelContextImage::makeContext()
 {
@@ -52,7 +55,8 @@ std::span<const std::uint8_t> ZelContextImage::bitmap() const
     return context ? context->bytes() : std::span<const std::uint8_t>{};
 }
 
-std::tuple<std::uint8_t, std::uint8_t, std::uint8_t, std::uint8_t> ZelContextImage::getPixelColorComponents(Pixel at) const
+std::tuple<std::uint8_t, std::uint8_t, std::uint8_t, std::uint8_t>
+ZelContextImage::getPixelColorComponents(Pixel at) const
 {
     if (!context || at.x < 0 || at.y < 0 || at.x >= width || at.y >= height)
         return {0, 0, 0, 0};
@@ -66,7 +70,10 @@ NSColor ZelContextImage::getPixelColor(Pixel at) const
     return {red / 255.0, green / 255.0, blue / 255.0, alpha / 255.0};
 }
 
-CGFloat ZelContextImage::getPixelAlpha(Pixel at) const { return std::get<3>(getPixelColorComponents(at)) / 255.0; }
+CGFloat ZelContextImage::getPixelAlpha(Pixel at) const
+{
+    return std::get<3>(getPixelColorComponents(at)) / 255.0;
+}
 
 ZelColor ZelContextImage::pixelZelColorNoAlpha(Pixel at) const
 {

@@ -37,8 +37,14 @@ CGSize getSize(const Ref<const CGImage>& image)
     return image ? CGSize{static_cast<CGFloat>(image->width()), static_cast<CGFloat>(image->height())} : CGSize{};
 }
 
-CGSize getRepresentedSize(const Ref<ZelImage>& image) { return image && image->image ? image->image->size() : CGSize{}; }
-CGRect getRect(const Ref<ZelImage>& image) { return {{0, 0}, image ? image->size : CGSize{}}; }
+CGSize getRepresentedSize(const Ref<ZelImage>& image)
+{
+    return image && image->image ? image->image->size() : CGSize{};
+}
+CGRect getRect(const Ref<ZelImage>& image)
+{
+    return {{0, 0}, image ? image->size : CGSize{}};
+}
 
 CGRect getRect(CenteredAt where)
 {
@@ -46,8 +52,14 @@ CGRect getRect(CenteredAt where)
     return {{where.centeredAt.x - size.width * 0.5, where.centeredAt.y - size.height * 0.5}, size};
 }
 
-CGPoint getActualPointWithoutRetina(CGPoint point) { return point / Screens::displayScale(); }
-CGSize getActualSizeWithoutRetina(CGSize size) { return size / Screens::displayScale(); }
+CGPoint getActualPointWithoutRetina(CGPoint point)
+{
+    return point / Screens::displayScale();
+}
+CGSize getActualSizeWithoutRetina(CGSize size)
+{
+    return size / Screens::displayScale();
+}
 
 CGRect getActualRectWithRepresentation(const Ref<ZelImage>& image, InImageRect what)
 {
@@ -57,9 +69,18 @@ CGRect getActualRectWithRepresentation(const Ref<ZelImage>& image, InImageRect w
     return {{rect.minX() / horizontal, rect.minY() / vertical}, {rect.width() / horizontal, rect.height() / vertical}};
 }
 
-CGPoint getCenter(OfRect rect) { return {rect.of.midX(), rect.of.midY()}; }
-CGPoint weightedPoint(WeightedPoint point) { return point.point * point.factor; }
-CGPoint sumPoints(CGPoint a, CGPoint b) { return {a.x + b.x, a.y + b.y}; }
+CGPoint getCenter(OfRect rect)
+{
+    return {rect.of.midX(), rect.of.midY()};
+}
+CGPoint weightedPoint(WeightedPoint point)
+{
+    return point.point * point.factor;
+}
+CGPoint sumPoints(CGPoint a, CGPoint b)
+{
+    return {a.x + b.x, a.y + b.y};
+}
 
 CGPoint getCenterOfGravity(GravityRects rects)
 {
@@ -112,8 +133,14 @@ CGRect getDenormalizedRect(UnitRect what)
             {unit.width() * bounds.width(), unit.height() * bounds.height()}};
 }
 
-CGFloat getRatio(RatioOfBy what) { return static_cast<CGFloat>(what.of) / static_cast<CGFloat>(what.by); }
-CGFloat getRatio(OfRect rect) { return rect.of.size.width / rect.of.size.height; }
+CGFloat getRatio(RatioOfBy what)
+{
+    return static_cast<CGFloat>(what.of) / static_cast<CGFloat>(what.by);
+}
+CGFloat getRatio(OfRect rect)
+{
+    return rect.of.size.width / rect.of.size.height;
+}
 
 CGFloat getRatio(OfImage image)
 {
@@ -126,8 +153,14 @@ std::string getReadableImageSize(OfSize size)
     return fmt::format("{}x{}", truncated(size.of.width), truncated(size.of.height));
 }
 
-std::string getReadableImageSize(OfImage image) { return image.of ? getReadableImageSize({.of = image.of->size}) : std::string(); }
-std::string getReadableImageSize(OfUrl file) { return getReadableImageSize({.of = makeZelImage(file.of)}); }
+std::string getReadableImageSize(OfImage image)
+{
+    return image.of ? getReadableImageSize({.of = image.of->size}) : std::string();
+}
+std::string getReadableImageSize(OfUrl file)
+{
+    return getReadableImageSize({.of = makeZelImage(file.of)});
+}
 
 std::string getReadableRatio(OfSize size)
 {
@@ -136,8 +169,14 @@ std::string getReadableRatio(OfSize size)
     return reduced(width, divisor) + ':' + reduced(height, divisor);
 }
 
-std::string getReadableRatio(OfImage image) { return image.of ? getReadableRatio({.of = image.of->size}) : std::string(); }
-std::string getReadableRatio(OfUrl file) { return getReadableRatio({.of = makeZelImage(file.of)}); }
+std::string getReadableRatio(OfImage image)
+{
+    return image.of ? getReadableRatio({.of = image.of->size}) : std::string();
+}
+std::string getReadableRatio(OfUrl file)
+{
+    return getReadableRatio({.of = makeZelImage(file.of)});
+}
 
 Ref<const CGImage> ciImageToCGImage(const Ref<const CIImage>& image)
 {

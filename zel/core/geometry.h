@@ -6,12 +6,13 @@
 
 namespace zel {
 
-/// Both sides truncated toward zero; what a 64-bit integer cannot hold becomes the nearest limit, not a number becomes 0.
+/// Both sides truncated toward zero; what a 64-bit integer cannot hold becomes the nearest limit, not a number becomes
+/// 0.
 ZEL_API CGSize boundToInt(CGSize size);
 
 // Arithmetic for placing, bounding and describing pictures. "Minimum", "maximum", width and height are those of the
-// standardised rectangle (sides made positive); where a rectangle's own fields are meant, that is said. Absent images and
-// empty rectangles give what the arithmetic gives (0, infinity, not a number), never a failure.
+// standardised rectangle (sides made positive); where a rectangle's own fields are meant, that is said. Absent images
+// and empty rectangles give what the arithmetic gives (0, infinity, not a number), never a failure.
 namespace ZelImageHelper {
 
 struct CenteredAt {
@@ -67,11 +68,11 @@ struct OfUrl {
     URL of;
 };
 
-ZEL_API CGSize getSize(const Ref<const CGImage>& image);              ///< pixels
-ZEL_API CGSize getRepresentedSize(const Ref<ZelImage>& image);        ///< points
-ZEL_API CGRect getRect(const Ref<ZelImage>& image);                   ///< origin (0, 0), pixels
-ZEL_API CGRect getRect(CenteredAt where);                             ///< size fields as given
-ZEL_API CGPoint getActualPointWithoutRetina(CGPoint point);           ///< device pixels ÷ display scale
+ZEL_API CGSize getSize(const Ref<const CGImage>& image);       ///< pixels
+ZEL_API CGSize getRepresentedSize(const Ref<ZelImage>& image); ///< points
+ZEL_API CGRect getRect(const Ref<ZelImage>& image);            ///< origin (0, 0), pixels
+ZEL_API CGRect getRect(CenteredAt where);                      ///< size fields as given
+ZEL_API CGPoint getActualPointWithoutRetina(CGPoint point);    ///< device pixels ÷ display scale
 ZEL_API CGSize getActualSizeWithoutRetina(CGSize size);
 /// From the image's pixels to its points.
 ZEL_API CGRect getActualRectWithRepresentation(const Ref<ZelImage>& image, InImageRect rect);
@@ -90,14 +91,14 @@ ZEL_API CGSize getCroppingSize(CroppingSize what);
 ZEL_API CGRect getNormalizedTo1Rect(InnerRect what);
 ZEL_API CGRect getDenormalizedRect(UnitRect what);
 ZEL_API CGFloat getRatio(RatioOfBy what);
-ZEL_API CGFloat getRatio(OfRect rect);                                ///< of the size fields as given
+ZEL_API CGFloat getRatio(OfRect rect); ///< of the size fields as given
 ZEL_API CGFloat getRatio(OfImage image);
 /// "4000x3000", sides truncated; empty where there is no image.
 ZEL_API std::string getReadableImageSize(OfSize size);
 ZEL_API std::string getReadableImageSize(OfImage image);
 ZEL_API std::string getReadableImageSize(OfUrl file);
-/// "16:9", sides truncated and reduced exactly; empty where there is no image. A side of 0 beside another gives "1:0" or
-/// "0:1", two give "0:0"; signs are kept.
+/// "16:9", sides truncated and reduced exactly; empty where there is no image. A side of 0 beside another gives "1:0"
+/// or "0:1", two give "0:0"; signs are kept.
 ZEL_API std::string getReadableRatio(OfSize size);
 ZEL_API std::string getReadableRatio(OfImage image);
 ZEL_API std::string getReadableRatio(OfUrl file);

@@ -14,7 +14,10 @@ struct ZelImage::State {
 
 namespace {
 
-CGSize pixelSize(const CGImage& image) { return {static_cast<CGFloat>(image.width()), static_cast<CGFloat>(image.height())}; }
+CGSize pixelSize(const CGImage& image)
+{
+    return {static_cast<CGFloat>(image.width()), static_cast<CGFloat>(image.height())};
+}
 
 /// What the NSImage yields without a proposed rectangle, else with its own.
 Ref<const CGImage> bitmapOf(const NSImage& image)
@@ -84,7 +87,10 @@ void ZelImage::setSize()
 
 void ZelImage::getFrame() {}
 
-Ref<ZelImage> makeZelImage(const URL& file, NoTimeOut) { return wrapCompleted(NSImage::make(file)); }
+Ref<ZelImage> makeZelImage(const URL& file, NoTimeOut)
+{
+    return wrapCompleted(NSImage::make(file));
+}
 
 Ref<ZelImage> makeZelImage(FastUrl file)
 {
@@ -129,8 +135,14 @@ Ref<ZelImage> makeZelImage(const Ref<const CIImage>& image)
     return rendered ? wrapCompleted(NSImage::make(rendered, pixelSize(*rendered))) : nullptr;
 }
 
-Ref<ZelImage> makeZelImage(FromCIImage image) { return makeZelImage(image.ciImage); }
-Ref<ZelImage> makeZelImage(NamedImage name) { return wrapCompleted(NSImage::named(name.named)); }
+Ref<ZelImage> makeZelImage(FromCIImage image)
+{
+    return makeZelImage(image.ciImage);
+}
+Ref<ZelImage> makeZelImage(NamedImage name)
+{
+    return wrapCompleted(NSImage::named(name.named));
+}
 
 Ref<ZelImage> makeZelImage(BlankSize size)
 {
@@ -153,7 +165,13 @@ Ref<const CGImage> getCGImage(const Ref<const CIImage>& image)
     return CIContext().createCGImage(image, image->extent());
 }
 
-Ref<ZelImage> ZelImageHelper::load(LoadUrl file) { return makeZelImage(file.url); }
-CGFloat ZelImageHelper::bakingScaleFactor() { return Screens::displayScale(); }
+Ref<ZelImage> ZelImageHelper::load(LoadUrl file)
+{
+    return makeZelImage(file.url);
+}
+CGFloat ZelImageHelper::bakingScaleFactor()
+{
+    return Screens::displayScale();
+}
 
 } // namespace zel

@@ -19,32 +19,32 @@ struct ZelImageMetadata {
 };
 
 /// The image object of the library: a shared object around one NSImage, with its pixel facts and the forms that
-/// operations need. Operations leave their images as they are and give new ones. Setting a field changes that field alone;
-/// nothing is recomputed and the lazily built forms are never dropped. One image may be used from any number of threads
-/// as long as nobody sets its fields.
+/// operations need. Operations leave their images as they are and give new ones. Setting a field changes that field
+/// alone; nothing is recomputed and the lazily built forms are never dropped. One image may be used from any number of
+/// threads as long as nobody sets its fields.
 class ZEL_API ZelImage {
 public:
-    enum class ScaleMode;            // operations/resize.h
-    enum class JoinOrientation;      // operations/crop.h
-    enum class RotationDirection;    // operations/rotate.h
-    struct KeyColor;                 // operations/chroma.h
+    enum class ScaleMode;         // operations/resize.h
+    enum class JoinOrientation;   // operations/crop.h
+    enum class RotationDirection; // operations/rotate.h
+    struct KeyColor;              // operations/chroma.h
 
-    std::string id;                  ///< unique within the process
-    Ref<NSImage> image;              ///< always there
-    CGSize size;                     ///< pixels, upright
-    Ref<const CGImage> cgImage;      ///< null where nobody has asked for pixels yet
+    std::string id;             ///< unique within the process
+    Ref<NSImage> image;         ///< always there
+    CGSize size;                ///< pixels, upright
+    Ref<const CGImage> cgImage; ///< null where nobody has asked for pixels yet
     ZelImageMetadata metadata;
 
-    Ref<const CIImage> ciImage();             ///< built once from `cgImage` and kept; null without one
-    Ref<NSBitmapImageRep> bitmapRep();        ///< built once from `cgImage` and kept; null without one (noted)
-    /// Sets `size` to the pixel sides of `cgImage`, which is built first where it is missing. Where no pixels can be had,
-    /// `size` stays as it is and the failure is noted.
+    Ref<const CIImage> ciImage();      ///< built once from `cgImage` and kept; null without one
+    Ref<NSBitmapImageRep> bitmapRep(); ///< built once from `cgImage` and kept; null without one (noted)
+    /// Sets `size` to the pixel sides of `cgImage`, which is built first where it is missing. Where no pixels can be
+    /// had, `size` stays as it is and the failure is noted.
     void setSize();
-    void getFrame();                          ///< does nothing
+    void getFrame(); ///< does nothing
 
-    Ref<const CIImage> ciImage_;              ///< what `ciImage()` keeps
+    Ref<const CIImage> ciImage_; ///< what `ciImage()` keeps
 
-    ZelImage();                               ///< a new `id`, an empty NSImage, size (0, 0)
+    ZelImage(); ///< a new `id`, an empty NSImage, size (0, 0)
     ZelImage(const ZelImage&) = delete;
     ZelImage& operator=(const ZelImage&) = delete;
 
@@ -54,10 +54,10 @@ private:
 };
 
 struct NoTimeOut {
-    bool noTimeOut = false;          ///< accepted, without effect
+    bool noTimeOut = false; ///< accepted, without effect
 };
 struct DontCreateAuxiliaryVars {
-    bool dontCreateAuxiliaryVars = false;    ///< true: no `cgImage`, `size` stays (0, 0)
+    bool dontCreateAuxiliaryVars = false; ///< true: no `cgImage`, `size` stays (0, 0)
 };
 struct FastUrl {
     URL fastUrl;
@@ -91,7 +91,8 @@ ZEL_API Ref<ZelImage> makeZelImage(const Ref<const CIImage>& image);
 ZEL_API Ref<ZelImage> makeZelImage(FromCIImage image);
 /// An image of the application's `Resources`.
 ZEL_API Ref<ZelImage> makeZelImage(NamedImage name);
-/// Blank, of that many pixels: its NSImage measures size ÷ display scale points. Nothing is allocated before it is drawn.
+/// Blank, of that many pixels: its NSImage measures size ÷ display scale points. Nothing is allocated before it is
+/// drawn.
 ZEL_API Ref<ZelImage> makeZelImage(BlankSize size);
 /// Blank, its NSImage of that many points whatever the display scale.
 ZEL_API Ref<ZelImage> makeZelImage(NotBakedNormalizedSize size);

@@ -17,7 +17,10 @@ struct BasicPixels {
     [[nodiscard]] Byte* row(int y) const { return data + stride * y; }
     [[nodiscard]] Byte* at(int x, int y) const { return row(y) + static_cast<std::ptrdiff_t>(x) * bytesPerPixel; }
     [[nodiscard]] bool empty() const { return width < 1 || height < 1; }
-    [[nodiscard]] std::size_t rowBytes() const { return static_cast<std::size_t>(width) * static_cast<std::size_t>(bytesPerPixel); }
+    [[nodiscard]] std::size_t rowBytes() const
+    {
+        return static_cast<std::size_t>(width) * static_cast<std::size_t>(bytesPerPixel);
+    }
     /// The rectangle of these pixels; it must lie inside.
     [[nodiscard]] BasicPixels part(int x, int y, int partWidth, int partHeight) const
     {

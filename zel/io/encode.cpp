@@ -30,7 +30,9 @@ bool saveEncoded(const std::optional<Data>& bytes, const URL& file)
         removeTarget(file);
         return false;
     }
-    return writeAtomically(file, bytes->span(), {.operation = "save", .followLink = false, .createFolders = true, .absentAfterFailure = true});
+    return writeAtomically(
+        file, bytes->span(),
+        {.operation = "save", .followLink = false, .createFolders = true, .absentAfterFailure = true});
 }
 
 /// The density fields of the JFIF header, which stands first in what we write.
@@ -97,19 +99,27 @@ bool saveToJpeg(const Ref<ZelImage>& image, SaveJpeg how)
 
 bool saveToJpeg(const Ref<ZelImage>& image, SaveJpegMaxSize how)
 {
-    return image ? saveJpeg(jpegWithin(image, how.maxSize, SizeRule::nearest), how.dpi, how.toUrl) : failAbsentInput("save");
+    return image ? saveJpeg(jpegWithin(image, how.maxSize, SizeRule::nearest), how.dpi, how.toUrl)
+                 : failAbsentInput("save");
 }
 
 namespace ZelImageHelper {
 
-bool saveToJpeg(const Ref<ZelImage>& image, SaveJpeg how) { return zel::saveToJpeg(image, std::move(how)); }
+bool saveToJpeg(const Ref<ZelImage>& image, SaveJpeg how)
+{
+    return zel::saveToJpeg(image, std::move(how));
+}
 
 bool saveToJpeg(const Ref<ZelImage>& image, JpegDesiredSize how)
 {
-    return zel::saveToJpeg(image, SaveJpegMaxSize{.toUrl = std::move(how.toUrl), .dpi = how.dpi, .maxSize = how.desiredSize});
+    return zel::saveToJpeg(image,
+                           SaveJpegMaxSize{.toUrl = std::move(how.toUrl), .dpi = how.dpi, .maxSize = how.desiredSize});
 }
 
-bool saveToPNG(const Ref<ZelImage>& image, ToUrl file) { return zel::saveToPNG(image, {.url = std::move(file.toUrl)}); }
+bool saveToPNG(const Ref<ZelImage>& image, ToUrl file)
+{
+    return zel::saveToPNG(image, {.url = std::move(file.toUrl)});
+}
 
 bool saveToTIFF(const Ref<ZelImage>& image, ToUrl file)
 {

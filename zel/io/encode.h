@@ -4,8 +4,8 @@
 #include <zel/platform/foundation/coding.h>
 
 // Pictures to bytes and files. Quality is 0 (smallest) to 1 (best); for JPEG it is libjpeg's scale divided by 100, not
-// rounded to whole steps. The same picture and quality give the same bytes in every function here. Files are replaced in
-// one step: whoever reads, and whatever kills the process, finds the old file or the new one.
+// rounded to whole steps. The same picture and quality give the same bytes in every function here. Files are replaced
+// in one step: whoever reads, and whatever kills the process, finds the old file or the new one.
 namespace zel {
 
 namespace ZelImageHelper {
@@ -13,7 +13,7 @@ enum class FileType { jpeg, png, tif, heif };
 } // namespace ZelImageHelper
 
 struct PngSize {
-    std::optional<CGSize> size = {};          ///< points; absent = those of the platform image
+    std::optional<CGSize> size = {}; ///< points; absent = those of the platform image
 };
 struct Quality {
     double quality;
@@ -23,17 +23,17 @@ struct SaveUrl {
 };
 struct SaveJpeg {
     double quality;
-    std::optional<std::int64_t> dpi = {};     ///< dots per inch for the header; absent = none
+    std::optional<std::int64_t> dpi = {}; ///< dots per inch for the header; absent = none
     URL url;
 };
 struct SaveJpegMaxSize {
     URL toUrl;
     std::optional<std::int64_t> dpi = {};
-    std::int64_t maxSize;                     ///< bytes
+    std::int64_t maxSize; ///< bytes
 };
 
-/// PNG of the image's own pixels, 8 or 16 bits. The point size decides the resolution that is recorded (pixels a point ×
-/// 72), never the pixels. Absent without pixels.
+/// PNG of the image's own pixels, 8 or 16 bits. The point size decides the resolution that is recorded (pixels a point
+/// × 72), never the pixels. Absent without pixels.
 ZEL_API std::optional<Data> pngData(const Ref<ZelImage>& image, PngSize points = {});
 /// JPEG without a resolution, laid over white where it is transparent. Absent without pixels.
 ZEL_API std::optional<Data> jpegData(const Ref<ZelImage>& image, Quality quality);
@@ -62,8 +62,8 @@ ZEL_API bool saveToPNG(const Ref<ZelImage>& image, ToUrl file);
 ZEL_API bool saveToTIFF(const Ref<ZelImage>& image, ToUrl file);
 } // namespace ZelImageHelper
 
-/// {"id":…,"size":[width,height],"metadata":{…},"imageData":base-64 PNG or null}. Decoding needs all four; bytes that are
-/// no picture are `dataCorrupted`. The stored size wins over that of the pixels.
+/// {"id":…,"size":[width,height],"metadata":{…},"imageData":base-64 PNG or null}. Decoding needs all four; bytes that
+/// are no picture are `dataCorrupted`. The stored size wins over that of the pixels.
 template <>
 ZEL_API std::string encode<Ref<ZelImage>>(const Ref<ZelImage>& image);
 template <>

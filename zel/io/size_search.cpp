@@ -21,8 +21,8 @@ class Measurements {
 public:
     Measurements(const ByteCount& count, std::int64_t wanted) : count_(count)
     {
-        // Nobody hears the exact figure of a size far above the wanted one, and the search only asks which of two sizes is
-        // nearer: counting may stop at four times as much. Below that every figure is exact.
+        // Nobody hears the exact figure of a size far above the wanted one, and the search only asks which of two sizes
+        // is nearer: counting may stop at four times as much. Below that every figure is exact.
         if (!Console::isHeard())
             limit_ = 4 * static_cast<std::uint64_t>(std::max<std::int64_t>(wanted, 1));
     }
@@ -86,7 +86,8 @@ std::optional<SizeDecision> decideQuality(const ByteCount& count, std::int64_t w
                                               .calculation = [&](double quality) { return measured.told(quality); }};
     const double quality = search.search();
     Console::print("quality: " + shortestDecimal(quality));
-    return SizeDecision{.shrink = false, .quality = rule == SizeRule::neverMore ? measured.notAbove(quality, wanted) : quality};
+    return SizeDecision{.shrink = false,
+                        .quality = rule == SizeRule::neverMore ? measured.notAbove(quality, wanted) : quality};
 }
 
 std::optional<Data> jpegWithin(const Ref<ZelImage>& image, std::int64_t wanted, SizeRule rule)

@@ -5,17 +5,18 @@
 
 namespace zel {
 
-/// Counts the bytes that a picture has at a quality. A count that passes `limit` (0 = none) may stop at any figure above it.
+/// Counts the bytes that a picture has at a quality. A count that passes `limit` (0 = none) may stop at any figure
+/// above it.
 using ByteCount = std::function<std::optional<std::uint64_t>(double quality, std::uint64_t limit)>;
 
 enum class SizeRule {
-    nearest,      ///< what comes closest to 97.5 % of the wanted size, also where that is a little more
-    neverMore,    ///< the same, or the next smaller size that was measured
+    nearest,   ///< what comes closest to 97.5 % of the wanted size, also where that is a little more
+    neverMore, ///< the same, or the next smaller size that was measured
 };
 
 /// What to do with a picture that should have `wanted` bytes.
 struct SizeDecision {
-    bool shrink = false;     ///< even quality 0 is larger
+    bool shrink = false; ///< even quality 0 is larger
     double quality = 1;
 };
 /// Absent when the picture cannot be counted at all.

@@ -37,7 +37,8 @@ Ref<ZelImage> stretched(const Ref<ZelImage>& image, CGSize size)
         return failAbsentInput("resize");
     if (!(size.width > 0 && size.height > 0))
         return fail(ZelFailureCode::invalidArgument, "resize",
-                    "a size of " + shortestDecimal(size.width) + " x " + shortestDecimal(size.height) + " holds no pixels");
+                    "a size of " + shortestDecimal(size.width) + " x " + shortestDecimal(size.height) +
+                        " holds no pixels");
     const Ref<const CIImage> result = resized(expression, {.to = size});
     return result ? makeZelImage(result) : nullptr;
 }
@@ -57,7 +58,10 @@ Ref<ZelImage> drawnThroughCanvas(const Ref<ZelImage>& image, CGSize target, ZelS
     canvas.layerList.emplace_back(ZelCanvasLayer::Fields{
         .id = ZelId::newId({.prefix = "", .infix = "zelcl", .useCounter = true}),
         .type = ZelCanvasLayer::LayerType::image,
-        .source = {.identification = ZelCanvasLayer::Source::Identification::image, .url = {}, .shareAppId = {}, .image = image},
+        .source = {.identification = ZelCanvasLayer::Source::Identification::image,
+                   .url = {},
+                   .shareAppId = {},
+                   .image = image},
         .spatialConforming = conforming,
         .transform = {},
     });
@@ -78,7 +82,9 @@ std::optional<std::array<double, 4>> meanOf(const CGImage& image)
     engine::PixelLayout layout = pixelLayout(image.layout());
     engine::MeanAccumulator mean;
     engine::PixelBuffer band;
-    const engine::PixelLayout straight{.alphaFirst = false, .alpha = engine::PixelLayout::Alpha::straight, .bytesPerComponent = layout.bytesPerComponent};
+    const engine::PixelLayout straight{.alphaFirst = false,
+                                       .alpha = engine::PixelLayout::Alpha::straight,
+                                       .bytesPerComponent = layout.bytesPerComponent};
     const bool good = readRows(image, [&](int, const engine::ConstPixels& rows) {
         if (!transform) {
             mean.add(rows, layout);
@@ -111,12 +117,17 @@ Ref<const CIImage> resized(const Ref<const CIImage>& image, ResizedTo target)
     if (!image)
         return failAbsentInput("resize");
     const CGSize from = image->extent().size;
-    const auto scaled = image->transformed(CGAffineTransform::scale(target.to.width / from.width, target.to.height / from.height));
+    const auto scaled =
+        image->transformed(CGAffineTransform::scale(target.to.width / from.width, target.to.height / from.height));
     const CGRect extent = scaled->extent();
-    return scaled->cropped({{(extent.width() - target.to.width) * 0.5, (extent.height() - target.to.height) * 0.5}, target.to});
+    return scaled->cropped(
+        {{(extent.width() - target.to.width) * 0.5, (extent.height() - target.to.height) * 0.5}, target.to});
 }
 
-Ref<ZelImage> resize(const Ref<ZelImage>& image, ResizeTo target) { return stretched(image, target.to); }
+Ref<ZelImage> resize(const Ref<ZelImage>& image, ResizeTo target)
+{
+    return stretched(image, target.to);
+}
 
 Ref<ZelImage> resize(const Ref<ZelImage>& image, ResizeWithMaxSide side)
 {
@@ -144,7 +155,10 @@ Ref<ZelImage> resize(const Ref<ZelImage>& image, ResizeToHeight height)
     return stretchedOrSame(image, image ? image->size * (height.toHeight / image->size.height) : CGSize{});
 }
 
-CGSize thumbSize(ThumbSize what) { return what.size * std::min(what.maxSide / what.size.width, what.maxSide / what.size.height); }
+CGSize thumbSize(ThumbSize what)
+{
+    return what.size * std::min(what.maxSide / what.size.width, what.maxSide / what.size.height);
+}
 
 Ref<ZelImage> thumb(const Ref<ZelImage>& image, ThumbMaxSide side)
 {
@@ -258,7 +272,8 @@ Ref<ZelImage> getFillColorImage(FillColorImage what)
 
 Ref<ZelImage> createImage(WithSize what)
 {
-    Console::print("createImage (withSize: (" + shortestDecimal(what.withSize.width) + ", " + shortestDecimal(what.withSize.height) + "))");
+    Console::print("createImage (withSize: (" + shortestDecimal(what.withSize.width) + ", " +
+                   shortestDecimal(what.withSize.height) + "))");
     auto result = std::make_shared<ZelImage>();
     result->image = NSImage::make(getActualSizeWithoutRetina(what.withSize));
     result->size = what.withSize;

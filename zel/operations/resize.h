@@ -10,7 +10,7 @@ namespace zel {
 enum class ZelImage::ScaleMode { max, min };
 
 struct ResizeTo {
-    CGSize to;                        ///< pixels, may have fractions; sides are rounded up to whole ones in the result
+    CGSize to; ///< pixels, may have fractions; sides are rounded up to whole ones in the result
 };
 struct ResizeWithMaxSide {
     CGFloat withMaxSide;
@@ -20,7 +20,7 @@ struct ResizeWithMinSide {
 };
 /// `resize(photo, {.toWidth = 640})`
 struct ResizeToWidth {
-    CGFloat toWidth;                  ///< pixels; the height follows, ratio kept
+    CGFloat toWidth; ///< pixels; the height follows, ratio kept
 };
 struct ResizeToHeight {
     CGFloat toHeight;
@@ -34,10 +34,10 @@ struct ThumbMaxSide {
 };
 struct ResizedTo {
     CGSize to;
-    bool scaleToFill = false;         ///< without effect: the result always fills the size
+    bool scaleToFill = false; ///< without effect: the result always fills the size
 };
 
-ZEL_API CGFloat aspectRatio(const Ref<ZelImage>& image);      ///< width ÷ height; not a number for an absent image
+ZEL_API CGFloat aspectRatio(const Ref<ZelImage>& image); ///< width ÷ height; not a number for an absent image
 
 /// Stretched to exactly that size, ratio not kept. Null without pixels or for a side that is not above 0.
 ZEL_API Ref<ZelImage> resize(const Ref<ZelImage>& image, ResizeTo target);
@@ -77,8 +77,8 @@ struct WithSize {
 ZEL_API Ref<ZelImage> resizeImage_v3(const Ref<ZelImage>& image, ImageSize size);
 /// Drawn with the triangle filter into an image of that many points and pixels; `image` itself without pixels (noted).
 ZEL_API Ref<ZelImage> resizeImage_v4(const Ref<ZelImage>& image, ImageSize size);
-/// Reduced by at most a factor of 4 a step until the target is reached; a step that fails ends with the last image. Null
-/// for a target that is not above 0 or not finite.
+/// Reduced by at most a factor of 4 a step until the target is reached; a step that fails ends with the last image.
+/// Null for a target that is not above 0 or not finite.
 ZEL_API Ref<ZelImage> reduceImageToSize(const Ref<ZelImage>& image, TargetSize target);
 /// One pixel: the exact mean of all of them, colours weighted by alpha. Not by steps: those would lean to the middle.
 /// `image` itself where it has no pixels (noted).

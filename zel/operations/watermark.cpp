@@ -16,15 +16,24 @@ CGPoint offsetOf(ZelWatermark::Position position, CGSize target, CGSize mark)
     using Position = ZelWatermark::Position;
     const CGFloat right = target.width - mark.width, top = target.height - mark.height;
     switch (position) {
-    case Position::topLeft: return {0, top};
-    case Position::topCenter: return {right / 2, top};
-    case Position::topRight: return {right, top};
-    case Position::centerLeft: return {0, top / 2};
-    case Position::center: return {right / 2, top / 2};
-    case Position::centerRight: return {right, top / 2};
-    case Position::bottomLeft: return {0, 0};
-    case Position::bottomCenter: return {right / 2, 0};
-    case Position::bottomRight: break;
+    case Position::topLeft:
+        return {0, top};
+    case Position::topCenter:
+        return {right / 2, top};
+    case Position::topRight:
+        return {right, top};
+    case Position::centerLeft:
+        return {0, top / 2};
+    case Position::center:
+        return {right / 2, top / 2};
+    case Position::centerRight:
+        return {right, top / 2};
+    case Position::bottomLeft:
+        return {0, 0};
+    case Position::bottomCenter:
+        return {right / 2, 0};
+    case Position::bottomRight:
+        break;
     }
     return {right, 0};
 }
@@ -53,10 +62,12 @@ Ref<ZelImage> watermark(const Ref<ZelImage>& image, WatermarkWith mark)
     const Ref<NSImage> target = makeTargetImage(image->size, image->size);
     Draw::start(target);
     Draw::copybits({.srcImage = image->image, .dstRect = CGRect{{0, 0}, image->size}});
-    // The resized mark has whole sides; at edges on the right and at the top its own corner counts, not the unrounded size's.
-    Draw::copybits({.srcImage = resizedMark->image,
-                    .dstRect = CGRect{offsetOf(mark.using_.position, image->size, resizedMark->size), resizedMark->size},
-                    .opacity = mark.using_.opacity});
+    // The resized mark has whole sides; at edges on the right and at the top its own corner counts, not the unrounded
+    // size's.
+    Draw::copybits(
+        {.srcImage = resizedMark->image,
+         .dstRect = CGRect{offsetOf(mark.using_.position, image->size, resizedMark->size), resizedMark->size},
+         .opacity = mark.using_.opacity});
     Draw::end();
     return target->cgImage() ? makeZelImage(target) : nullptr;
 }

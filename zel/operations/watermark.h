@@ -5,10 +5,21 @@
 
 namespace zel {
 
-/// How a second picture is laid over a first. JSON: {"position":"Bottom Right","scale":{…},"opacity":1.0}, all required.
+/// How a second picture is laid over a first. JSON: {"position":"Bottom Right","scale":{…},"opacity":1.0}, all
+/// required.
 struct ZEL_API ZelWatermark {
     /// Flush against the edges, without a margin. Raw values and display names: "Top Left" … "Bottom Right".
-    enum class Position { topLeft, topCenter, topRight, centerLeft, center, centerRight, bottomLeft, bottomCenter, bottomRight };
+    enum class Position {
+        topLeft,
+        topCenter,
+        topRight,
+        centerLeft,
+        center,
+        centerRight,
+        bottomLeft,
+        bottomCenter,
+        bottomRight
+    };
 
     /// JSON: {"policy":"Original Size","scale":1.0,"maxScale":1.0,"minScale":0.0}, all required.
     struct ZEL_API Scale {
@@ -25,12 +36,12 @@ struct ZEL_API ZelWatermark {
         Policy policy = Policy::originalSize;
         double scale = 1;
         double maxScale = 1;
-        double minScale = 0;      ///< stored, without effect
+        double minScale = 0; ///< stored, without effect
     };
 
     Position position = Position::bottomRight;
     Scale scale = {};
-    double opacity = 1;           ///< 0...1
+    double opacity = 1; ///< 0...1
 };
 
 struct WatermarkWith {

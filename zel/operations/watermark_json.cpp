@@ -28,7 +28,11 @@ template <>
 struct JsonForm<ZelWatermark> {
     static OrderedJson write(const ZelWatermark& value, const JsonPath& path)
     {
-        return JsonObject(path).field("position", value.position).field("scale", value.scale).field("opacity", value.opacity).take();
+        return JsonObject(path)
+            .field("position", value.position)
+            .field("scale", value.scale)
+            .field("opacity", value.opacity)
+            .take();
     }
     static ZelWatermark read(const JsonReader& in)
     {

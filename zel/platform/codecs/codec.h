@@ -8,10 +8,11 @@ namespace zel {
 
 /// A format that can be read. Content decides which one, never a name.
 struct Codec {
-    std::string_view name;                                        ///< "jpeg"
-    std::string_view extensions;                                  ///< "jpg jpeg"
-    bool (*recognises)(std::span<const std::uint8_t> head);       ///< of the first `headBytes` (fewer in short files)
-    /// Reads the header, checks it against the limits and proves that the first rows decode. Null with the reason noted.
+    std::string_view name;                                  ///< "jpeg"
+    std::string_view extensions;                            ///< "jpg jpeg"
+    bool (*recognises)(std::span<const std::uint8_t> head); ///< of the first `headBytes` (fewer in short files)
+    /// Reads the header, checks it against the limits and proves that the first rows decode. Null with the reason
+    /// noted.
     Ref<const PixelProvider> (*open)(const Ref<const ByteSource>& source);
 };
 
@@ -19,8 +20,8 @@ inline constexpr std::size_t headBytes = 64;
 
 ZEL_API std::span<const Codec> codecs();
 
-/// The one way in: recognises the format and opens the picture. Null with the reason noted (notAnImage for what no codec
-/// recognises, truncated for an empty file).
+/// The one way in: recognises the format and opens the picture. Null with the reason noted (notAnImage for what no
+/// codec recognises, truncated for an empty file).
 Ref<const PixelProvider> openPicture(const Ref<const ByteSource>& source);
 
 /// What a format's file defines, one a file: jpeg.cpp, png.cpp, tiff.cpp.

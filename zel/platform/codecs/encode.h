@@ -6,8 +6,8 @@
 namespace zel {
 
 struct PngOptions {
-    double dpiX = 0, dpiY = 0;      ///< recorded where above 0
-    bool smallest = false;          ///< the smallest file that we can make, whatever the time
+    double dpiX = 0, dpiY = 0; ///< recorded where above 0
+    bool smallest = false;     ///< the smallest file that we can make, whatever the time
 };
 /// 8 or 16 bits, grey or colour, straight alpha; the profile is embedded where it is not sRGB.
 ZEL_API std::optional<Data> encodePng(const Ref<const CGImage>& image, const PngOptions& options);
@@ -27,7 +27,8 @@ public:
     /// Null with the reason noted.
     static Ref<JpegEncoder> make(const Ref<const CGImage>& image);
     std::optional<Data> encode(double quality) const;
-    /// The size of what `encode` gives. Where it passes `limit` (0 = none) counting may stop early with any figure above it.
+    /// The size of what `encode` gives. Where it passes `limit` (0 = none) counting may stop early with any figure
+    /// above it.
     std::optional<std::uint64_t> countBytes(double quality, std::uint64_t limit = 0) const;
 
 private:
@@ -36,7 +37,8 @@ private:
     Ref<State> state_;
 };
 
-/// The picture at one quality: the bytes of `JpegEncoder::make(image)->encode(quality)`, sooner and without keeping planes.
+/// The picture at one quality: the bytes of `JpegEncoder::make(image)->encode(quality)`, sooner and without keeping
+/// planes.
 std::optional<Data> encodeJpeg(const Ref<const CGImage>& image, double quality);
 
 } // namespace zel

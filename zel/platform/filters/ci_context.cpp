@@ -26,7 +26,7 @@ constexpr double tolerance = 1e-6;
 struct Canvas {
     engine::PixelBuffer pixels;
     CGRect from;
-    double scaleX = 1, scaleY = 1;   // pixels a unit, a little above 1 where a side was rounded up
+    double scaleX = 1, scaleY = 1; // pixels a unit, a little above 1 where a side was rounded up
 };
 
 std::optional<Canvas> makeCanvas(const CGRect& from)
@@ -40,7 +40,8 @@ std::optional<Canvas> makeCanvas(const CGRect& from)
     Canvas canvas;
     canvas.pixels = engine::PixelBuffer(truncated(sides.width, 0, most), truncated(sides.height, 0, most));
     if (canvas.pixels.empty())
-        return fail(ZelFailureCode::outOfMemory, "render", fmt::format("no memory for {} x {} pixels", sides.width, sides.height));
+        return fail(ZelFailureCode::outOfMemory, "render",
+                    fmt::format("no memory for {} x {} pixels", sides.width, sides.height));
     canvas.from = {{from.minX(), from.minY()}, {from.width(), from.height()}};
     canvas.scaleX = sides.width / from.width();
     canvas.scaleY = sides.height / from.height();
@@ -89,8 +90,8 @@ engine::Orientation orientationOf(const CGAffineTransform& map)
 }
 
 /// Axes stay axes: the window of the source that the visible part shows is resampled into its place.
-bool renderScaledExpression(const Expression& expression, const CGImage& source, const CGRect& visible, const Canvas& canvas,
-                            const engine::Pixels& all)
+bool renderScaledExpression(const Expression& expression, const CGImage& source, const CGRect& visible,
+                            const Canvas& canvas, const engine::Pixels& all)
 {
     const auto inverse = inverted(expression.map);
     if (!inverse)
@@ -100,7 +101,8 @@ bool renderScaledExpression(const Expression& expression, const CGImage& source,
         return true;
     const CGRect shown = mapped(visible, *inverse);
     const int height = source.height();
-    const engine::Window window{snapped(shown.minX()), snapped(height - shown.maxY()), snapped(shown.width()), snapped(shown.height())};
+    const engine::Window window{snapped(shown.minX()), snapped(height - shown.maxY()), snapped(shown.width()),
+                                snapped(shown.height())};
     const engine::Pixels to = all.part(place.left, place.top, place.width, place.height);
     const auto orientation = orientationOf(expression.map);
     const auto scaled = [&](const engine::Pixels& pixels) {
@@ -120,10 +122,14 @@ bool renderScaledExpression(const Expression& expression, const CGImage& source,
 }
 
 /// Any other map: bilinear. A strong reduction is brought near its size first, since bilinear sampling would alias.
-bool renderTurnedExpression(const Expression& expression, const CGImage& source, const Canvas& canvas, const engine::Pixels& all)
+bool renderTurnedExpression(const Expression& expression, const CGImage& source, const Canvas& canvas,
+                            const engine::Pixels& all)
 {
-    const double across = std::hypot(expression.map.a, expression.map.b), along = std::hypot(expression.map.c, expression.map.d);
-    const auto side = [](int pixels, double scale) { return scale >= 0.75 ? pixels : std::max(1, truncated(std::ceil(pixels * scale), 1, pixels)); };
+    const double across = std::hypot(expression.map.a, expression.map.b),
+                 along = std::hypot(expression.map.c, expression.map.d);
+    const auto side = [](int pixels, double scale) {
+        return scale >= 0.75 ? pixels : std::max(1, truncated(std::ceil(pixels * scale), 1, pixels));
+    };
     engine::PixelBuffer near(side(source.width(), across), side(source.height(), along));
     if (near.empty())
         return fail(ZelFailureCode::outOfMemory, "render", "no memory for the picture's pixels");
@@ -134,7 +140,8 @@ bool renderTurnedExpression(const Expression& expression, const CGImage& source,
     // From the reduced picture, top left, to the canvas, top left.
     const engine::ConstPixels pixels = std::as_const(near).pixels();
     const CGAffineTransform toSource{width / pixels.width, 0, 0, -height / pixels.height, 0, height};
-    const CGAffineTransform toCanvas{canvas.scaleX, 0, 0, -canvas.scaleY, -canvas.from.minX() * canvas.scaleX, canvas.from.maxY() * canvas.scaleY};
+    const CGAffineTransform toCanvas{
+        canvas.scaleX, 0, 0, -canvas.scaleY, -canvas.from.minX() * canvas.scaleX, canvas.from.maxY() * canvas.scaleY};
     const auto inverse = inverted(composed(toCanvas, composed(expression.map, toSource)));
     if (!inverse)
         return fail(ZelFailureCode::invalidArgument, "render", "the transform flattens the picture");
@@ -150,7 +157,8 @@ bool renderTurnedExpression(const Expression& expression, const CGImage& source,
 
 Ref<const CGImage> render(const Expression& expression, const CGRect& from)
 {
-    const Ref<const CGImage> source = expression.below ? render(*expression.below, expression.below->extent) : expression.source;
+    const Ref<const CGImage> source =
+        expression.below ? render(*expression.below, expression.below->extent) : expression.source;
     auto canvas = source ? makeCanvas(from) : std::nullopt;
     if (!canvas)
         return nullptr;

@@ -29,9 +29,15 @@ Ref<const CIImage> CIImage::make(const Ref<const CGImage>& image)
     return result;
 }
 
-Ref<const CIImage> CIImage::make(const Data& encoded) { return make(CGImage::make(openPicture(ByteSource::of(encoded)))); }
+Ref<const CIImage> CIImage::make(const Data& encoded)
+{
+    return make(CGImage::make(openPicture(ByteSource::of(encoded))));
+}
 
-CGRect CIImage::extent() const { return node_->expression.extent; }
+CGRect CIImage::extent() const
+{
+    return node_->expression.extent;
+}
 
 Ref<const CIImage> CIImage::transformed(const CGAffineTransform& transform) const
 {

@@ -4,12 +4,13 @@
 
 namespace zel {
 
-/// An immutable expression that yields a picture when a CIContext renders it: a source, then any number of transforms and
-/// crops. Coordinates run from the lower-left corner of the source, y upward, in pixels. Making one computes nothing.
+/// An immutable expression that yields a picture when a CIContext renders it: a source, then any number of transforms
+/// and crops. Coordinates run from the lower-left corner of the source, y upward, in pixels. Making one computes
+/// nothing.
 class ZEL_API CIImage {
 public:
-    static Ref<const CIImage> make(const Ref<const CGImage>& image);    ///< null when `image` is
-    static Ref<const CIImage> make(const Data& encoded);                ///< null, with the reason noted, when it is no picture
+    static Ref<const CIImage> make(const Ref<const CGImage>& image); ///< null when `image` is
+    static Ref<const CIImage> make(const Data& encoded); ///< null, with the reason noted, when it is no picture
     /// Where the picture lies; sides may have fractions. Empty (0 × 0) after a crop that misses it.
     CGRect extent() const;
     /// Whatever was there, moved by the transform; the extent becomes the bounding box.

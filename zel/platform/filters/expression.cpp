@@ -7,14 +7,20 @@
 namespace zel {
 namespace {
 
-bool isWhole(double value) { return value == std::floor(value); }
+bool isWhole(double value)
+{
+    return value == std::floor(value);
+}
 
 bool isWhole(const CGRect& rect)
 {
     return isWhole(rect.origin.x) && isWhole(rect.origin.y) && isWhole(rect.size.width) && isWhole(rect.size.height);
 }
 
-bool onlyMoves(const CGAffineTransform& map) { return map.a == 1 && map.d == 1 && map.b == 0 && map.c == 0; }
+bool onlyMoves(const CGAffineTransform& map)
+{
+    return map.a == 1 && map.d == 1 && map.b == 0 && map.c == 0;
+}
 
 CGPoint mapped(CGPoint point, const CGAffineTransform& map)
 {
@@ -23,7 +29,10 @@ CGPoint mapped(CGPoint point, const CGAffineTransform& map)
 
 } // namespace
 
-bool keepsAxes(const CGAffineTransform& map) { return (map.b == 0 && map.c == 0) || (map.a == 0 && map.d == 0); }
+bool keepsAxes(const CGAffineTransform& map)
+{
+    return (map.b == 0 && map.c == 0) || (map.a == 0 && map.d == 0);
+}
 
 CGAffineTransform composed(const CGAffineTransform& outer, const CGAffineTransform& inner)
 {
@@ -50,8 +59,9 @@ std::optional<CGAffineTransform> inverted(const CGAffineTransform& map)
 
 CGRect mapped(const CGRect& rect, const CGAffineTransform& map)
 {
-    const std::array corners{mapped(CGPoint{rect.minX(), rect.minY()}, map), mapped(CGPoint{rect.maxX(), rect.minY()}, map),
-                             mapped(CGPoint{rect.minX(), rect.maxY()}, map), mapped(CGPoint{rect.maxX(), rect.maxY()}, map)};
+    const std::array corners{
+        mapped(CGPoint{rect.minX(), rect.minY()}, map), mapped(CGPoint{rect.maxX(), rect.minY()}, map),
+        mapped(CGPoint{rect.minX(), rect.maxY()}, map), mapped(CGPoint{rect.maxX(), rect.maxY()}, map)};
     CGPoint low = corners[0], high = corners[0];
     for (const CGPoint corner : corners) {
         low = {std::min(low.x, corner.x), std::min(low.y, corner.y)};

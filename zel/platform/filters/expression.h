@@ -3,14 +3,15 @@
 
 namespace zel {
 
-/// An expression brought to one form as it is built: a source picture, one map that places it, and what of it is visible.
+/// An expression brought to one form as it is built: a source picture, one map that places it, and what of it is
+/// visible.
 struct Expression {
     Ref<const CGImage> source;
-    CGAffineTransform map;                 ///< from source pixels, lower left, to the expression's space
-    CGRect extent;                         ///< in the expression's space
-    bool isCropped = false;                ///< the extent is less than the mapped source
-    std::optional<CGRect> part;            ///< whole source pixels, lower left, beyond which nothing may be sampled
-    Ref<const Expression> below;           ///< in place of `source`: a cropped expression that was then turned
+    CGAffineTransform map;       ///< from source pixels, lower left, to the expression's space
+    CGRect extent;               ///< in the expression's space
+    bool isCropped = false;      ///< the extent is less than the mapped source
+    std::optional<CGRect> part;  ///< whole source pixels, lower left, beyond which nothing may be sampled
+    Ref<const Expression> below; ///< in place of `source`: a cropped expression that was then turned
 
     static Expression of(const Ref<const CGImage>& image);
     [[nodiscard]] Expression transformed(const CGAffineTransform& transform) const;

@@ -10,24 +10,28 @@ namespace zel {
 
 struct CGContext::State {
     CGImage::Layout layout;
-    engine::PixelBuffer canvas;           // RGBA, premultiplied, whatever the layout
-    mutable engine::PixelBuffer shown;    // the canvas in the layout, where that is another one
+    engine::PixelBuffer canvas;        // RGBA, premultiplied, whatever the layout
+    mutable engine::PixelBuffer shown; // the canvas in the layout, where that is another one
     engine::Kernel kernel = engine::Kernel::lanczos3;
 };
 
 namespace {
 
-constexpr engine::PixelLayout native{.alphaFirst = false, .alpha = engine::PixelLayout::Alpha::premultiplied, .bytesPerComponent = 1};
+constexpr engine::PixelLayout native{
+    .alphaFirst = false, .alpha = engine::PixelLayout::Alpha::premultiplied, .bytesPerComponent = 1};
 
 } // namespace
 
 engine::Kernel kernelOf(CGInterpolationQuality quality)
 {
     switch (quality) {
-    case CGInterpolationQuality::none: return engine::Kernel::nearest;
+    case CGInterpolationQuality::none:
+        return engine::Kernel::nearest;
     case CGInterpolationQuality::low:
-    case CGInterpolationQuality::medium: return engine::Kernel::triangle;
-    case CGInterpolationQuality::high: break;
+    case CGInterpolationQuality::medium:
+        return engine::Kernel::triangle;
+    case CGInterpolationQuality::high:
+        break;
     }
     return engine::Kernel::lanczos3;
 }
@@ -38,7 +42,8 @@ Ref<CGContext> CGContext::make(const CGImage::Layout& layout)
 {
     if (layout.width < 1 || layout.height < 1 || layout.bitsPerComponent != 8)
         return fail(ZelFailureCode::invalidArgument, "make context", "a context needs sides of at least 1 and 8 bits");
-    if (!withinOperationLimits({static_cast<CGFloat>(layout.width), static_cast<CGFloat>(layout.height)}, 4, "make context"))
+    if (!withinOperationLimits({static_cast<CGFloat>(layout.width), static_cast<CGFloat>(layout.height)}, 4,
+                               "make context"))
         return nullptr;
     engine::PixelBuffer canvas(layout.width, layout.height);
     if (canvas.empty())
@@ -61,7 +66,10 @@ void CGContext::draw(const Ref<const CGImage>& image, const CGRect& rect, CGFloa
     (void)drawImage(*image, std::nullopt, canvas, place, state_->kernel, opacity);
 }
 
-void CGContext::setInterpolationQuality(CGInterpolationQuality quality) { state_->kernel = kernelOf(quality); }
+void CGContext::setInterpolationQuality(CGInterpolationQuality quality)
+{
+    state_->kernel = kernelOf(quality);
+}
 
 Ref<const CGImage> CGContext::makeImage() const
 {
@@ -79,8 +87,8 @@ std::span<const std::uint8_t> CGContext::bytes() const
     if (pixelLayout(state_->layout) != native) {
         if (state_->shown.empty())
             state_->shown = engine::PixelBuffer(state_->layout.width, state_->layout.height);
-        if (state_->shown.empty() ||
-            !engine::convert(std::as_const(state_->canvas).pixels(), native, state_->shown.pixels(), pixelLayout(state_->layout)))
+        if (state_->shown.empty() || !engine::convert(std::as_const(state_->canvas).pixels(), native,
+                                                      state_->shown.pixels(), pixelLayout(state_->layout)))
             return {};
         pixels = &state_->shown;
     }

@@ -15,11 +15,11 @@ public:
     /// Transparent black; null, with the reason noted, when a side is below 1, the size passes `operationBytes`, or the
     /// components have not 8 bits. The layout's colour space is left aside.
     static Ref<CGContext> make(const CGImage::Layout& layout);
-    /// Lays the whole picture over what is there, scaled to fill the rectangle, clipped to the context. A rectangle with
-    /// whole sides is moved to the nearest whole pixel, any other widened to whole pixels.
+    /// Lays the whole picture over what is there, scaled to fill the rectangle, clipped to the context. A rectangle
+    /// with whole sides is moved to the nearest whole pixel, any other widened to whole pixels.
     void draw(const Ref<const CGImage>& image, const CGRect& rect, CGFloat opacity = 1);
-    void setInterpolationQuality(CGInterpolationQuality quality);    ///< `high` at first
-    Ref<const CGImage> makeImage() const;                            ///< a copy of what is there now
+    void setInterpolationQuality(CGInterpolationQuality quality); ///< `high` at first
+    Ref<const CGImage> makeImage() const;                         ///< a copy of what is there now
     /// What is there now, in the layout asked for. Holds until the next call.
     std::span<const std::uint8_t> bytes() const;
 

@@ -17,9 +17,9 @@ namespace zel {
 struct CGImage::State {
     Layout layout;
     Ref<const PixelProvider> provider;
-    Data given;                          // pixels that a host handed over
-    engine::PixelBuffer own;             // pixels that we decoded or made
-    engine::ConstPixels pixels;          // valid once `decoded`
+    Data given;                 // pixels that a host handed over
+    engine::PixelBuffer own;    // pixels that we decoded or made
+    engine::ConstPixels pixels; // valid once `decoded`
     std::atomic<bool> decoded = false;
     std::mutex filling;
 };
@@ -35,7 +35,6 @@ struct CGImageAccess {
 };
 
 namespace {
-
 
 bool isSound(const CGImage::Layout& layout)
 {
@@ -94,11 +93,13 @@ CGImage::CGImage() : state_(std::make_shared<State>()) {}
 Ref<const CGImage> CGImage::make(const Layout& layout, Data bytes, std::size_t bytesPerRow)
 {
     if (!isSound(layout))
-        return fail(ZelFailureCode::invalidArgument, "make image", "a picture needs sides of at least 1 and 8 or 16 bits");
+        return fail(ZelFailureCode::invalidArgument, "make image",
+                    "a picture needs sides of at least 1 and 8 or 16 bits");
     const auto row = checkedBytes(layout.width, 1, 4, layout.bitsPerComponent / 8);
     const auto above = checkedBytes(static_cast<std::int64_t>(std::min<std::size_t>(bytesPerRow, 1ULL << 40U)),
                                     layout.height - 1 > 0 ? layout.height - 1 : 1, 1, 1);
-    const std::uint64_t needed = layout.height > 1 ? above.value_or(~0ULL - (1ULL << 40U)) + row.value_or(0) : row.value_or(0);
+    const std::uint64_t needed =
+        layout.height > 1 ? above.value_or(~0ULL - (1ULL << 40U)) + row.value_or(0) : row.value_or(0);
     if (!row || bytesPerRow < *row || bytes.size() < needed)
         return fail(ZelFailureCode::invalidArgument, "make image", "fewer bytes than the picture's layout needs");
     const Ref<CGImage> image = CGImageAccess::create(layout);
@@ -125,12 +126,30 @@ Ref<const CGImage> CGImage::make(const Ref<const PixelProvider>& provider)
     return image;
 }
 
-int CGImage::width() const { return state_->layout.width; }
-int CGImage::height() const { return state_->layout.height; }
-const CGImage::Layout& CGImage::layout() const { return state_->layout; }
-bool CGImage::isDecoded() const { return state_->decoded; }
-const Ref<const PixelProvider>& CGImage::provider() const { return state_->provider; }
-const PictureFacts* CGImage::facts() const { return state_->provider ? &state_->provider->facts() : nullptr; }
+int CGImage::width() const
+{
+    return state_->layout.width;
+}
+int CGImage::height() const
+{
+    return state_->layout.height;
+}
+const CGImage::Layout& CGImage::layout() const
+{
+    return state_->layout;
+}
+bool CGImage::isDecoded() const
+{
+    return state_->decoded;
+}
+const Ref<const PixelProvider>& CGImage::provider() const
+{
+    return state_->provider;
+}
+const PictureFacts* CGImage::facts() const
+{
+    return state_->provider ? &state_->provider->facts() : nullptr;
+}
 
 std::size_t CGImage::bytesPerRow() const
 {
@@ -144,13 +163,15 @@ std::span<const std::uint8_t> CGImage::bytes() const
     const engine::ConstPixels pixels = pixelsOf(*this);
     if (pixels.empty())
         return {};
-    return {pixels.data, static_cast<std::size_t>(pixels.stride) * static_cast<std::size_t>(pixels.height - 1) + pixels.rowBytes()};
+    return {pixels.data,
+            static_cast<std::size_t>(pixels.stride) * static_cast<std::size_t>(pixels.height - 1) + pixels.rowBytes()};
 }
 
 Ref<const CGImage> makeImage(const CGImage::Layout& layout, engine::PixelBuffer pixels)
 {
     const engine::Pixels view = pixels.pixels();
-    if (!isSound(layout) || view.width != layout.width || view.height != layout.height || view.bytesPerPixel != bytesPerPixel(layout))
+    if (!isSound(layout) || view.width != layout.width || view.height != layout.height ||
+        view.bytesPerPixel != bytesPerPixel(layout))
         return nullptr;
     const Ref<CGImage> image = CGImageAccess::create(layout);
     auto& state = CGImageAccess::state(*image);
@@ -199,12 +220,24 @@ engine::PixelLayout pixelLayout(const CGImage::Layout& layout)
     engine::PixelLayout result{};
     result.bytesPerComponent = layout.bitsPerComponent / 8;
     switch (layout.alphaInfo) {
-    case CGAlphaInfo::noneSkipLast: result.alphaFirst = false, result.alpha = Alpha::skip; break;
-    case CGAlphaInfo::noneSkipFirst: result.alphaFirst = true, result.alpha = Alpha::skip; break;
-    case CGAlphaInfo::last: result.alphaFirst = false, result.alpha = Alpha::straight; break;
-    case CGAlphaInfo::first: result.alphaFirst = true, result.alpha = Alpha::straight; break;
-    case CGAlphaInfo::premultipliedLast: result.alphaFirst = false, result.alpha = Alpha::premultiplied; break;
-    case CGAlphaInfo::premultipliedFirst: result.alphaFirst = true, result.alpha = Alpha::premultiplied; break;
+    case CGAlphaInfo::noneSkipLast:
+        result.alphaFirst = false, result.alpha = Alpha::skip;
+        break;
+    case CGAlphaInfo::noneSkipFirst:
+        result.alphaFirst = true, result.alpha = Alpha::skip;
+        break;
+    case CGAlphaInfo::last:
+        result.alphaFirst = false, result.alpha = Alpha::straight;
+        break;
+    case CGAlphaInfo::first:
+        result.alphaFirst = true, result.alpha = Alpha::straight;
+        break;
+    case CGAlphaInfo::premultipliedLast:
+        result.alphaFirst = false, result.alpha = Alpha::premultiplied;
+        break;
+    case CGAlphaInfo::premultipliedFirst:
+        result.alphaFirst = true, result.alpha = Alpha::premultiplied;
+        break;
     }
     return result;
 }

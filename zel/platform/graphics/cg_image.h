@@ -7,11 +7,18 @@
 
 namespace zel {
 
-class CGColorSpace;    ///< an ICC profile, or sRGB (= device RGB)
+class CGColorSpace; ///< an ICC profile, or sRGB (= device RGB)
 class PixelProvider;
 struct PictureFacts;
 
-enum class CGAlphaInfo : std::uint8_t { noneSkipLast, noneSkipFirst, last, first, premultipliedLast, premultipliedFirst };
+enum class CGAlphaInfo : std::uint8_t {
+    noneSkipLast,
+    noneSkipFirst,
+    last,
+    first,
+    premultipliedLast,
+    premultipliedFirst
+};
 
 /// An immutable bitmap: four components of 8 or 16 bits, rows top to bottom, upright, its pixels in memory or decoded
 /// when first needed. May be read from any number of threads.
@@ -19,10 +26,10 @@ class ZEL_API CGImage {
 public:
     struct Layout {
         int width = 0, height = 0;
-        int bitsPerComponent = 8;                     ///< 8, or 16 in the machine's byte order
+        int bitsPerComponent = 8; ///< 8, or 16 in the machine's byte order
         CGAlphaInfo alphaInfo = CGAlphaInfo::premultipliedLast;
-        Ref<const CGColorSpace> colorSpace = {};      ///< null = sRGB
-        bool isGray = false;                          ///< the source had one colour component
+        Ref<const CGColorSpace> colorSpace = {}; ///< null = sRGB
+        bool isGray = false;                     ///< the source had one colour component
     };
     /// From packed rows; null when a side is below 1 or the bytes are fewer than the layout needs.
     static Ref<const CGImage> make(const Layout& layout, Data bytes, std::size_t bytesPerRow);
@@ -31,7 +38,7 @@ public:
 
     int width() const;
     int height() const;
-    const Layout& layout() const;                     ///< upright
+    const Layout& layout() const; ///< upright
     std::size_t bytesPerRow() const;
     /// All pixels, decoding them first where that has not happened yet; empty when decoding fails.
     std::span<const std::uint8_t> bytes() const;

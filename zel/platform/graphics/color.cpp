@@ -8,10 +8,16 @@
 namespace zel {
 namespace {
 
-std::uint8_t byteOf(CGFloat component) { return static_cast<std::uint8_t>(truncated(component * 255.0, 0, 255)); }
+std::uint8_t byteOf(CGFloat component)
+{
+    return static_cast<std::uint8_t>(truncated(component * 255.0, 0, 255));
+}
 
 // Not a number becomes 0: std::clamp would let it through.
-CGFloat unit(CGFloat value) { return value > 0 ? std::min(value, 1.0) : 0.0; }
+CGFloat unit(CGFloat value)
+{
+    return value > 0 ? std::min(value, 1.0) : 0.0;
+}
 
 /// The way through hue and saturation costs a few units in the last place, which truncation to bytes would turn into a
 /// whole step down: a component that close to a byte's value is that value.
@@ -37,12 +43,18 @@ NSColor NSColor::fromHsb(Hsb hsb)
     const CGFloat high = snappedToByte(value);
     const CGFloat alpha = unit(hsb.alpha);
     switch (sector) {
-    case 0: return {high, rising, low, alpha};
-    case 1: return {falling, high, low, alpha};
-    case 2: return {low, high, rising, alpha};
-    case 3: return {low, falling, high, alpha};
-    case 4: return {rising, low, high, alpha};
-    default: return {high, low, falling, alpha};
+    case 0:
+        return {high, rising, low, alpha};
+    case 1:
+        return {falling, high, low, alpha};
+    case 2:
+        return {low, high, rising, alpha};
+    case 3:
+        return {low, falling, high, alpha};
+    case 4:
+        return {rising, low, high, alpha};
+    default:
+        return {high, low, falling, alpha};
     }
 }
 
@@ -75,13 +87,34 @@ ZelColor ZelColor::fromBytes(std::uint8_t red, std::uint8_t green, std::uint8_t 
     return {red / 255.0, green / 255.0, blue / 255.0, alpha / 255.0};
 }
 
-std::uint8_t ZelColor::redB255() const { return byteOf(red); }
-std::uint8_t ZelColor::greenB255() const { return byteOf(green); }
-std::uint8_t ZelColor::blueB255() const { return byteOf(blue); }
-std::uint8_t ZelColor::alphaB255() const { return byteOf(alpha); }
-int ZelColor::green255() const { return greenB255(); }
-NSColor ZelColor::getColor() const { return {red, green, blue, alpha}; }
+std::uint8_t ZelColor::redB255() const
+{
+    return byteOf(red);
+}
+std::uint8_t ZelColor::greenB255() const
+{
+    return byteOf(green);
+}
+std::uint8_t ZelColor::blueB255() const
+{
+    return byteOf(blue);
+}
+std::uint8_t ZelColor::alphaB255() const
+{
+    return byteOf(alpha);
+}
+int ZelColor::green255() const
+{
+    return greenB255();
+}
+NSColor ZelColor::getColor() const
+{
+    return {red, green, blue, alpha};
+}
 
-ZelFont::Font ZelFont::Font::courier(CourierWithSize size) { return {"Courier", size.withSize}; }
+ZelFont::Font ZelFont::Font::courier(CourierWithSize size)
+{
+    return {"Courier", size.withSize};
+}
 
 } // namespace zel

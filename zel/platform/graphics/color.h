@@ -35,11 +35,11 @@ struct ZEL_API ZelColor {
     static ZelColor fromBytes(std::uint8_t red, std::uint8_t green, std::uint8_t blue, std::uint8_t alpha = 255);
     static const ZelColor pureWhite;
 
-    std::uint8_t redB255() const;     ///< times 255, truncated; held to 0...255, not a number gives 0
+    std::uint8_t redB255() const; ///< times 255, truncated; held to 0...255, not a number gives 0
     std::uint8_t greenB255() const;
     std::uint8_t blueB255() const;
     std::uint8_t alphaB255() const;
-    int green255() const;             ///< the same figure as an integer
+    int green255() const; ///< the same figure as an integer
     NSColor getColor() const;
     friend bool operator==(const ZelColor&, const ZelColor&) = default;
 };

@@ -9,12 +9,12 @@
 #include <system_error>
 #include <thread>
 
-// Decoding on one thread, what is done with the rows on another: a ring of a few bands between them, small enough to stay
-// in the caches, so that neither waits for the other's memory.
+// Decoding on one thread, what is done with the rows on another: a ring of a few bands between them, small enough to
+// stay in the caches, so that neither waits for the other's memory.
 namespace zel {
 namespace {
 
-constexpr long long overlapGrain = 512 * 1024;      // pixels; smaller pictures are done before a thread has started
+constexpr long long overlapGrain = 512 * 1024; // pixels; smaller pictures are done before a thread has started
 constexpr std::size_t slotBytes = std::size_t{384} << 10U;
 constexpr std::size_t slotCount = 4;
 
@@ -111,7 +111,8 @@ bool decodeBeside(const PixelProvider& provider, const PixelProvider::Request& r
     try {
         decoder = std::thread([&] {
             const TaskContext::Adopt adopt(context);
-            ring.finish(provider.decode(request, [&](int first, const engine::ConstPixels& rows) { return ring.put(first, rows); }));
+            ring.finish(provider.decode(
+                request, [&](int first, const engine::ConstPixels& rows) { return ring.put(first, rows); }));
         });
     } catch (const std::system_error&) {
         return provider.decode(request, sink); // no thread to be had: one after the other

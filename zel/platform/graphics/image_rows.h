@@ -9,8 +9,8 @@ namespace zel {
 /// A picture that takes over a buffer of `layout`'s size. Null when the buffer is empty or of another size.
 Ref<const CGImage> makeImage(const CGImage::Layout& layout, engine::PixelBuffer pixels);
 
-/// All upright pixels, decoded first where that has not happened yet; empty when that fails (noted). They live as long as
-/// the picture.
+/// All upright pixels, decoded first where that has not happened yet; empty when that fails (noted). They live as long
+/// as the picture.
 engine::ConstPixels pixelsOf(const CGImage& image);
 
 /// Hands the upright rows of a picture to the sink, in order, each once, in bands of any height, in the picture's own
@@ -18,12 +18,19 @@ engine::ConstPixels pixelsOf(const CGImage& image);
 /// second core may be used), without keeping them. False: the sink said so, or decoding failed (noted).
 bool readRows(const CGImage& image, const RowSink& sink);
 
-/// The same for stored rows, a reduced size and a row range: what the provider's `decode` does, overlapped with the sink.
+/// The same for stored rows, a reduced size and a row range: what the provider's `decode` does, overlapped with the
+/// sink.
 bool decodeBeside(const PixelProvider& provider, const PixelProvider::Request& request, const RowSink& sink);
 
 /// The layout in the engine's words.
 engine::PixelLayout pixelLayout(const CGImage::Layout& layout);
-inline bool hasAlpha(CGAlphaInfo info) { return info != CGAlphaInfo::noneSkipLast && info != CGAlphaInfo::noneSkipFirst; }
-inline int bytesPerPixel(const CGImage::Layout& layout) { return layout.bitsPerComponent == 16 ? 8 : 4; }
+inline bool hasAlpha(CGAlphaInfo info)
+{
+    return info != CGAlphaInfo::noneSkipLast && info != CGAlphaInfo::noneSkipFirst;
+}
+inline int bytesPerPixel(const CGImage::Layout& layout)
+{
+    return layout.bitsPerComponent == 16 ? 8 : 4;
+}
 
 } // namespace zel

@@ -22,8 +22,10 @@ using engine::PixelBuffer;
 using engine::Pixels;
 using engine::Window;
 
-constexpr engine::PixelLayout premultiplied8{.alphaFirst = false, .alpha = engine::PixelLayout::Alpha::premultiplied, .bytesPerComponent = 1};
-constexpr engine::PixelLayout straight8{.alphaFirst = false, .alpha = engine::PixelLayout::Alpha::straight, .bytesPerComponent = 1};
+constexpr engine::PixelLayout premultiplied8{
+    .alphaFirst = false, .alpha = engine::PixelLayout::Alpha::premultiplied, .bytesPerComponent = 1};
+constexpr engine::PixelLayout straight8{
+    .alphaFirst = false, .alpha = engine::PixelLayout::Alpha::straight, .bytesPerComponent = 1};
 
 /// A reduced decode is a box mean: it leaves the filter this much to do, so that its own shape still decides.
 constexpr double leastRemainingReduction = 1.3;
@@ -33,7 +35,7 @@ struct Source {
     const CGImage& image;
     bool decoded;
     Orientation orientation;
-    int width, height;          // as stored, not reduced
+    int width, height; // as stored, not reduced
     int denominator = 1;
     engine::PixelLayout layout;
     Ref<const ColorTransform> transform;
@@ -43,8 +45,14 @@ Source sourceOf(const CGImage& image)
 {
     const bool decoded = image.isDecoded();
     const CGImage::Layout& layout = decoded ? image.layout() : image.facts()->layout;
-    return {image, decoded, decoded ? Orientation::up : image.facts()->orientation, layout.width, layout.height, 1,
-            pixelLayout(layout), ColorTransform::toSrgb(layout.colorSpace)};
+    return {image,
+            decoded,
+            decoded ? Orientation::up : image.facts()->orientation,
+            layout.width,
+            layout.height,
+            1,
+            pixelLayout(layout),
+            ColorTransform::toSrgb(layout.colorSpace)};
 }
 
 /// The window of the upright picture, in the stored one.
@@ -52,14 +60,22 @@ Window storedWindow(const Window& upright, Orientation orientation, double width
 {
     const auto stored = [&](double x, double y) -> std::pair<double, double> {
         switch (orientation) {
-        case Orientation::mirrored: return {width - x, y};
-        case Orientation::down: return {width - x, height - y};
-        case Orientation::downMirrored: return {x, height - y};
-        case Orientation::transposed: return {y, x};
-        case Orientation::right: return {y, height - x};
-        case Orientation::transverse: return {width - y, height - x};
-        case Orientation::left: return {width - y, x};
-        case Orientation::up: break;
+        case Orientation::mirrored:
+            return {width - x, y};
+        case Orientation::down:
+            return {width - x, height - y};
+        case Orientation::downMirrored:
+            return {x, height - y};
+        case Orientation::transposed:
+            return {y, x};
+        case Orientation::right:
+            return {y, height - x};
+        case Orientation::transverse:
+            return {width - y, height - x};
+        case Orientation::left:
+            return {width - y, x};
+        case Orientation::up:
+            break;
         }
         return {x, y};
     };
@@ -68,7 +84,10 @@ Window storedWindow(const Window& upright, Orientation orientation, double width
     return {std::min(x0, x1), std::min(y0, y1), std::fabs(x1 - x0), std::fabs(y1 - y0)};
 }
 
-bool outOfMemory() { return fail(ZelFailureCode::outOfMemory, "draw", "no memory for the picture's pixels"); }
+bool outOfMemory()
+{
+    return fail(ZelFailureCode::outOfMemory, "draw", "no memory for the picture's pixels");
+}
 
 /// A scratch band of at least that many rows.
 bool makeRoom(PixelBuffer& band, const ConstPixels& rows, int bytesPerPixel)
@@ -79,10 +98,12 @@ bool makeRoom(PixelBuffer& band, const ConstPixels& rows, int bytesPerPixel)
     return !band.empty() || outOfMemory();
 }
 
-/// Brings bands from the source's layout and colours to premultiplied ones, with as little copying as the layout allows.
+/// Brings bands from the source's layout and colours to premultiplied ones, with as little copying as the layout
+/// allows.
 class Preparation {
 public:
-    Preparation(const Source& source, bool convertColours) : layout_(source.layout), transform_(convertColours ? source.transform : nullptr)
+    Preparation(const Source& source, bool convertColours)
+        : layout_(source.layout), transform_(convertColours ? source.transform : nullptr)
     {
         // Decoders write the skipped component as the largest value, so that their rows are opaque as they are.
         asItIs_ = !transform_ && !layout_.alphaFirst &&
@@ -96,7 +117,9 @@ public:
             return rows;
         if (!makeRoom(band_, rows, rows.bytesPerPixel))
             return {};
-        engine::PixelLayout to{.alphaFirst = false, .alpha = engine::PixelLayout::Alpha::premultiplied, .bytesPerComponent = layout_.bytesPerComponent};
+        engine::PixelLayout to{.alphaFirst = false,
+                               .alpha = engine::PixelLayout::Alpha::premultiplied,
+                               .bytesPerComponent = layout_.bytesPerComponent};
         const Pixels band = band_.pixels().rows(0, rows.height);
         if (!transform_)
             return engine::convert(rows, layout_, band, to) ? ConstPixels(band) : ConstPixels{};
@@ -148,15 +171,17 @@ bool renderStored(Source& source, const Window& window, const Pixels& to, engine
             }
     const auto reduced = [&](int side) { return (side + source.denominator - 1) / source.denominator; };
     const double scale = 1.0 / source.denominator;
-    const engine::RowResamplerSizes sizes{reduced(source.width), reduced(source.height), to.width, to.height, 4 * source.layout.bytesPerComponent};
+    const engine::RowResamplerSizes sizes{reduced(source.width), reduced(source.height), to.width, to.height,
+                                          4 * source.layout.bytesPerComponent};
     const Window inReduced{window.x * scale, window.y * scale, window.width * scale, window.height * scale};
 
     const bool opaque = source.layout.alpha == engine::PixelLayout::Alpha::skip;
     const bool convertFirst = reduction < 1;
     Preparation prepare(source, convertFirst);
     const ColorTransform* after = convertFirst ? nullptr : source.transform.get();
-    engine::RowResampler resampler(sizes, kernel, inReduced, opaque ? engine::Alpha::opaque : engine::Alpha::premultiplied,
-                                   [&](int first, const ConstPixels& rows) { return finish(rows, to.rows(first, rows.height), after, opaque); });
+    engine::RowResampler resampler(
+        sizes, kernel, inReduced, opaque ? engine::Alpha::opaque : engine::Alpha::premultiplied,
+        [&](int first, const ConstPixels& rows) { return finish(rows, to.rows(first, rows.height), after, opaque); });
     if (!resampler.valid())
         return fail(ZelFailureCode::invalidArgument, "draw", "the picture cannot be brought to that size");
     if (source.layout.bytesPerComponent == 2)
@@ -174,7 +199,8 @@ bool renderStored(Source& source, const Window& window, const Pixels& to, engine
                 break;
         return resampler.finished();
     }
-    const PixelProvider::Request request{source.denominator, resampler.firstRow(), resampler.endRow() - resampler.firstRow()};
+    const PixelProvider::Request request{source.denominator, resampler.firstRow(),
+                                         resampler.endRow() - resampler.firstRow()};
     (void)decodeBeside(*source.image.provider(), request, take);
     return resampler.finished();
 }
@@ -204,7 +230,9 @@ Place snapped(const PixelRect& rect)
 Place clipped(const Place& place, const Pixels& target)
 {
     const int left = std::max(place.left, 0), top = std::max(place.top, 0);
-    const auto end = [](int start, int length, int bound) { return static_cast<int>(std::min<long long>(bound, static_cast<long long>(start) + length)); };
+    const auto end = [](int start, int length, int bound) {
+        return static_cast<int>(std::min<long long>(bound, static_cast<long long>(start) + length));
+    };
     return {left, top, std::max(0, end(place.left, place.width, target.width) - left),
             std::max(0, end(place.top, place.height, target.height) - top)};
 }
@@ -220,22 +248,31 @@ Sampled sampledPart(const CGImage& image, const std::optional<PixelRect>& part)
     const double width = image.width(), height = image.height();
     if (!part)
         return {0, 0, width, height, true};
-    const auto low = [](double value, double most) { return value > 0 ? std::min(std::floor(value + 1e-6), most) : 0.0; };
-    const auto high = [](double value, double most) { return value > 0 ? std::min(std::ceil(value - 1e-6), most) : 0.0; };
+    const auto low = [](double value, double most) {
+        return value > 0 ? std::min(std::floor(value + 1e-6), most) : 0.0;
+    };
+    const auto high = [](double value, double most) {
+        return value > 0 ? std::min(std::ceil(value - 1e-6), most) : 0.0;
+    };
     const double x = low(part->x, width), y = low(part->y, height);
     const double right = high(part->x + part->width, width), bottom = high(part->y + part->height, height);
-    return {x, y, std::max(0.0, right - x), std::max(0.0, bottom - y), x == 0 && y == 0 && right == width && bottom == height};
+    return {x, y, std::max(0.0, right - x), std::max(0.0, bottom - y),
+            x == 0 && y == 0 && right == width && bottom == height};
 }
 
 /// In memory, in the form that drawing works on.
 bool isDrawable(const CGImage& image)
 {
-    return image.isDecoded() && pixelLayout(image.layout()) == premultiplied8 && !ColorTransform::toSrgb(image.layout().colorSpace);
+    return image.isDecoded() && pixelLayout(image.layout()) == premultiplied8 &&
+           !ColorTransform::toSrgb(image.layout().colorSpace);
 }
 
 } // namespace
 
-bool drawsOpaque(const CGImage& image) { return !hasAlpha(image.layout().alphaInfo); }
+bool drawsOpaque(const CGImage& image)
+{
+    return !hasAlpha(image.layout().alphaInfo);
+}
 
 bool renderScaled(const CGImage& image, const Window& window, const Pixels& to, engine::Kernel kernel)
 {
@@ -251,7 +288,8 @@ bool renderScaled(const CGImage& image, const Window& window, const Pixels& to, 
            engine::orient(std::as_const(lying).pixels(), static_cast<engine::Orientation>(source.orientation), to);
 }
 
-bool renderPart(const CGImage& image, const PixelRect& part, const Window& window, const Pixels& to, engine::Kernel kernel)
+bool renderPart(const CGImage& image, const PixelRect& part, const Window& window, const Pixels& to,
+                engine::Kernel kernel)
 {
     const Sampled sampled = sampledPart(image, part);
     if (sampled.all)
@@ -306,19 +344,22 @@ bool drawImage(const CGImage& image, const std::optional<PixelRect>& part, const
     if (visible.width == 0 || visible.height == 0 || !(opacity > 0) || !(sampled.width >= 1 && sampled.height >= 1))
         return true;
     if (isDrawable(image)) {
-        const ConstPixels from = pixelsOf(image).part(static_cast<int>(sampled.x), static_cast<int>(sampled.y),
-                                                      static_cast<int>(sampled.width), static_cast<int>(sampled.height));
+        const ConstPixels from =
+            pixelsOf(image).part(static_cast<int>(sampled.x), static_cast<int>(sampled.y),
+                                 static_cast<int>(sampled.width), static_cast<int>(sampled.height));
         const engine::Placement on{static_cast<double>(wanted.left), static_cast<double>(wanted.top),
                                    static_cast<double>(wanted.width), static_cast<double>(wanted.height)};
         return engine::drawScaled(from, target, on, kernel, opacity);
     }
     const double scaleX = sampled.width / wanted.width, scaleY = sampled.height / wanted.height;
-    const Window window{sampled.x + (visible.left - wanted.left) * scaleX, sampled.y + (visible.top - wanted.top) * scaleY,
-                        visible.width * scaleX, visible.height * scaleY};
+    const Window window{sampled.x + (visible.left - wanted.left) * scaleX,
+                        sampled.y + (visible.top - wanted.top) * scaleY, visible.width * scaleX,
+                        visible.height * scaleY};
     const Pixels under = target.part(visible.left, visible.top, visible.width, visible.height);
     const auto render = [&](const Pixels& to) {
-        return sampled.all ? renderScaled(image, window, to, kernel)
-                           : renderPart(image, {sampled.x, sampled.y, sampled.width, sampled.height}, window, to, kernel);
+        return sampled.all
+                   ? renderScaled(image, window, to, kernel)
+                   : renderPart(image, {sampled.x, sampled.y, sampled.width, sampled.height}, window, to, kernel);
     };
     if (opacity >= 1 && drawsOpaque(image))
         return render(under);

@@ -22,10 +22,10 @@ bool renderPart(const CGImage& image, const PixelRect& part, const engine::Windo
 bool renderStraight(const CGImage& image, const engine::Pixels& to);
 
 /// Lays the picture, or the part of it that `part` names (whole pixels, clipped to the picture), over `target`
-/// (premultiplied), filling `place`, which may hang over. A place with whole sides is moved to the nearest whole pixel, any
-/// other widened to whole pixels. True also where nothing of it is visible.
-bool drawImage(const CGImage& image, const std::optional<PixelRect>& part, const engine::Pixels& target, const PixelRect& place,
-               engine::Kernel kernel, double opacity);
+/// (premultiplied), filling `place`, which may hang over. A place with whole sides is moved to the nearest whole pixel,
+/// any other widened to whole pixels. True also where nothing of it is visible.
+bool drawImage(const CGImage& image, const std::optional<PixelRect>& part, const engine::Pixels& target,
+               const PixelRect& place, engine::Kernel kernel, double opacity);
 
 engine::Kernel kernelOf(CGInterpolationQuality quality);
 

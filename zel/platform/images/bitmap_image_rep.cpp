@@ -12,19 +12,29 @@
 namespace zel {
 namespace {
 
-constexpr engine::PixelLayout straight{.alphaFirst = false, .alpha = engine::PixelLayout::Alpha::straight, .bytesPerComponent = 1};
+constexpr engine::PixelLayout straight{
+    .alphaFirst = false, .alpha = engine::PixelLayout::Alpha::straight, .bytesPerComponent = 1};
 
-engine::ConstPixels onePixel(const std::uint8_t* bytes, int bytesPerPixel) { return {bytes, bytesPerPixel, 1, 1, bytesPerPixel}; }
-engine::Pixels onePixel(std::uint8_t* bytes, int bytesPerPixel) { return {bytes, bytesPerPixel, 1, 1, bytesPerPixel}; }
+engine::ConstPixels onePixel(const std::uint8_t* bytes, int bytesPerPixel)
+{
+    return {bytes, bytesPerPixel, 1, 1, bytesPerPixel};
+}
+engine::Pixels onePixel(std::uint8_t* bytes, int bytesPerPixel)
+{
+    return {bytes, bytesPerPixel, 1, 1, bytesPerPixel};
+}
 
-std::uint8_t byteOf(CGFloat component) { return static_cast<std::uint8_t>(truncated(component * 255.0, 0, 255)); }
+std::uint8_t byteOf(CGFloat component)
+{
+    return static_cast<std::uint8_t>(truncated(component * 255.0, 0, 255));
+}
 
 } // namespace
 
 struct NSBitmapImageRep::State {
-    Ref<const CGImage> image;          // as it was made, or as `cgImage` last gave it
-    engine::PixelBuffer written;       // straight sRGB RGBA once somebody wrote
-    bool current = true;               // `image` shows what was written
+    Ref<const CGImage> image;    // as it was made, or as `cgImage` last gave it
+    engine::PixelBuffer written; // straight sRGB RGBA once somebody wrote
+    bool current = true;         // `image` shows what was written
     std::mutex mutex;
 };
 
@@ -40,8 +50,14 @@ Ref<NSBitmapImageRep> NSBitmapImageRep::make(const Ref<const CGImage>& image)
     return rep;
 }
 
-int NSBitmapImageRep::pixelsWide() const { return state_->image->width(); }
-int NSBitmapImageRep::pixelsHigh() const { return state_->image->height(); }
+int NSBitmapImageRep::pixelsWide() const
+{
+    return state_->image->width();
+}
+int NSBitmapImageRep::pixelsHigh() const
+{
+    return state_->image->height();
+}
 
 Ref<const CGImage> NSBitmapImageRep::cgImage() const
 {
@@ -75,7 +91,8 @@ NSColor NSBitmapImageRep::colorAt(int x, int y) const
         if (all.empty())
             return {0, 0, 0, 0};
         const CGImage::Layout& layout = state_->image->layout();
-        (void)engine::convert(onePixel(all.at(x, y), all.bytesPerPixel), pixelLayout(layout), onePixel(pixel.data(), 4), straight);
+        (void)engine::convert(onePixel(all.at(x, y), all.bytesPerPixel), pixelLayout(layout), onePixel(pixel.data(), 4),
+                              straight);
         if (const auto transform = ColorTransform::toSrgb(layout.colorSpace))
             transform->apply(onePixel(std::as_const(pixel).data(), 4), onePixel(pixel.data(), 4));
         if (!hasAlpha(layout.alphaInfo))

@@ -16,9 +16,9 @@ namespace {
 
 struct Target {
     Ref<NSImage> image;
-    engine::PixelBuffer canvas;     // empty where nothing can be drawn
-    double scaleX = 1, scaleY = 1;  // pixels a point
-    bool opaque = false;            // every pixel is, so that what is saved needs no alpha
+    engine::PixelBuffer canvas;    // empty where nothing can be drawn
+    double scaleX = 1, scaleY = 1; // pixels a point
+    bool opaque = false;           // every pixel is, so that what is saved needs no alpha
 };
 
 std::vector<Target>& targets()
@@ -38,7 +38,8 @@ PixelRect placed(const Target& target, const CGRect& rect)
 bool coversAll(const Target& target, const PixelRect& place)
 {
     const engine::ConstPixels canvas = std::as_const(target.canvas).pixels();
-    return place.x <= 0 && place.y <= 0 && place.x + place.width >= canvas.width && place.y + place.height >= canvas.height;
+    return place.x <= 0 && place.y <= 0 && place.x + place.width >= canvas.width &&
+           place.y + place.height >= canvas.height;
 }
 
 Target* current()
@@ -51,9 +52,9 @@ engine::PixelBuffer canvasOf(const NSImage& image)
 {
     auto& state = NSImageAccess::state(image);
     const std::scoped_lock lock(state.filling);
-    const auto sides = state.bitmap    ? std::optional(std::pair{state.bitmap->width(), state.bitmap->height()})
-                       : state.pixels  ? state.pixels
-                                       : pixelSides(state.points, Screens::displayScale());
+    const auto sides = state.bitmap   ? std::optional(std::pair{state.bitmap->width(), state.bitmap->height()})
+                       : state.pixels ? state.pixels
+                                      : pixelSides(state.points, Screens::displayScale());
     if (!sides || sides->first < 1)
         return {};
     engine::PixelBuffer canvas(sides->first, sides->second);
@@ -62,8 +63,8 @@ engine::PixelBuffer canvasOf(const NSImage& image)
         return {};
     }
     engine::fill(canvas.pixels(), {0, 0, 0, 0});
-    if (state.bitmap && !renderScaled(*state.bitmap, {0, 0, double(sides->first), double(sides->second)}, canvas.pixels(),
-                                      engine::Kernel::lanczos3))
+    if (state.bitmap && !renderScaled(*state.bitmap, {0, 0, double(sides->first), double(sides->second)},
+                                      canvas.pixels(), engine::Kernel::lanczos3))
         return {};
     return canvas;
 }
@@ -95,7 +96,8 @@ void copybits(CopyBits what)
     const Ref<const CGImage> source = what.srcImage ? what.srcImage->cgImage() : nullptr;
     if (!source)
         return static_cast<void>(failAbsentInput("draw"));
-    CGRect rect{{0, 0}, {target->canvas.pixels().width / target->scaleX, target->canvas.pixels().height / target->scaleY}};
+    CGRect rect{{0, 0},
+                {target->canvas.pixels().width / target->scaleX, target->canvas.pixels().height / target->scaleY}};
     if (what.dstRect)
         rect = *what.dstRect;
     else if (what.dstPoint)
@@ -105,7 +107,8 @@ void copybits(CopyBits what)
         part = PixelRect{what.srcRect->minX(), what.srcRect->minY(), what.srcRect->width(), what.srcRect->height()};
     const PixelRect place = placed(*target, rect);
     const bool drawn = drawImage(*source, part, target->canvas.pixels(), place, kernelOf(what.quality), what.opacity);
-    target->opaque = target->opaque || (drawn && what.opacity >= 1 && drawsOpaque(*source) && coversAll(*target, place));
+    target->opaque =
+        target->opaque || (drawn && what.opacity >= 1 && drawsOpaque(*source) && coversAll(*target, place));
 }
 
 void fillRect(CGRect rect, const NSColor& color)
@@ -121,13 +124,17 @@ void fillRect(CGRect rect, const NSColor& color)
     const int bottom = truncated(std::ceil(place.y + place.height - 1e-6), 0, canvas.height);
     if (right <= left || bottom <= top)
         return;
-    const auto component = [](CGFloat value) { return static_cast<std::uint8_t>(truncated(value * 255.0 + 0.5, 0, 255)); };
+    const auto component = [](CGFloat value) {
+        return static_cast<std::uint8_t>(truncated(value * 255.0 + 0.5, 0, 255));
+    };
     // One row of the colour laid over every row.
     engine::PixelBuffer row(right - left, 1);
     if (row.empty())
         return;
-    engine::fill(row.pixels(), {component(color.redComponent * color.alphaComponent), component(color.greenComponent * color.alphaComponent),
-                                component(color.blueComponent * color.alphaComponent), component(color.alphaComponent)});
+    engine::fill(row.pixels(),
+                 {component(color.redComponent * color.alphaComponent),
+                  component(color.greenComponent * color.alphaComponent),
+                  component(color.blueComponent * color.alphaComponent), component(color.alphaComponent)});
     const engine::Pixels under = canvas.part(left, top, right - left, bottom - top);
     const engine::ConstPixels oneRow = std::as_const(row).pixels();
     (void)engine::sourceOver({oneRow.data, 0, under.width, under.height, 4}, under);

@@ -7,9 +7,9 @@ namespace zel::Draw {
 
 struct CopyBits {
     Ref<NSImage> srcImage;
-    std::optional<CGRect> srcRect = {};      ///< pixels of the source, origin top left; absent = the whole
-    std::optional<CGRect> dstRect = {};      ///< points of the target, from its lower-left corner; wins over dstPoint
-    std::optional<CGPoint> dstPoint = {};    ///< lower-left corner of the source at its own size in points
+    std::optional<CGRect> srcRect = {};   ///< pixels of the source, origin top left; absent = the whole
+    std::optional<CGRect> dstRect = {};   ///< points of the target, from its lower-left corner; wins over dstPoint
+    std::optional<CGPoint> dstPoint = {}; ///< lower-left corner of the source at its own size in points
     CGFloat opacity = 1;
     CGInterpolationQuality quality = CGInterpolationQuality::high;
 };

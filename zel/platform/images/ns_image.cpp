@@ -26,7 +26,8 @@ Ref<const CGImage> blankBitmap(std::pair<int, int> sides)
     layout.height = sides.second;
     engine::PixelBuffer pixels(layout.width, layout.height);
     if (pixels.empty())
-        return fail(ZelFailureCode::outOfMemory, "draw", fmt::format("no memory for {} x {} pixels", layout.width, layout.height));
+        return fail(ZelFailureCode::outOfMemory, "draw",
+                    fmt::format("no memory for {} x {} pixels", layout.width, layout.height));
     engine::fill(pixels.pixels(), {0, 0, 0, 0});
     return makeImage(layout, std::move(pixels));
 }
@@ -43,7 +44,9 @@ Ref<NSImage> decoded(const Ref<const ByteSource>& source)
     double dpiX = image->facts()->dpiX, dpiY = image->facts()->dpiY;
     if (swapsSides(image->facts()->orientation))
         std::swap(dpiX, dpiY);
-    const auto points = [](int pixels, double dpi) { return dpi > 0 ? pixels * 72.0 / dpi : static_cast<CGFloat>(pixels); };
+    const auto points = [](int pixels, double dpi) {
+        return dpi > 0 ? pixels * 72.0 / dpi : static_cast<CGFloat>(pixels);
+    };
     return NSImage::make(image, {points(image->width(), dpiX), points(image->height(), dpiY)});
 }
 
@@ -62,7 +65,10 @@ std::optional<std::pair<int, int>> pixelSides(CGSize points, CGFloat scale)
 
 NSImage::NSImage() : state_(std::make_shared<State>()) {}
 
-Ref<NSImage> NSImage::make(CGSize size) { return NSImageAccess::create(size); }
+Ref<NSImage> NSImage::make(CGSize size)
+{
+    return NSImageAccess::create(size);
+}
 
 Ref<NSImage> NSImage::make(const Ref<const CGImage>& image, CGSize size)
 {
@@ -73,8 +79,14 @@ Ref<NSImage> NSImage::make(const Ref<const CGImage>& image, CGSize size)
     return result;
 }
 
-Ref<NSImage> NSImage::make(const Data& encoded) { return decoded(ByteSource::of(encoded)); }
-Ref<NSImage> NSImage::make(const URL& file) { return decoded(ByteSource::open(file)); }
+Ref<NSImage> NSImage::make(const Data& encoded)
+{
+    return decoded(ByteSource::of(encoded));
+}
+Ref<NSImage> NSImage::make(const URL& file)
+{
+    return decoded(ByteSource::open(file));
+}
 
 Ref<NSImage> NSImage::make(CGSize size, std::function<bool(CGRect)> drawingHandler)
 {
@@ -91,9 +103,18 @@ Ref<NSImage> makeTargetImage(CGSize points, CGSize pixels)
     return result;
 }
 
-CGSize NSImage::size() const { return state_->points; }
-CGFloat NSImage::width() const { return state_->points.width; }
-CGFloat NSImage::height() const { return state_->points.height; }
+CGSize NSImage::size() const
+{
+    return state_->points;
+}
+CGFloat NSImage::width() const
+{
+    return state_->points.width;
+}
+CGFloat NSImage::height() const
+{
+    return state_->points.height;
+}
 
 Ref<const CGImage> NSImage::cgImage(std::optional<CGRect>) const
 {

@@ -12,10 +12,10 @@ class URL;
 /// A bitmap that can be written to and encoded. Copies nothing before it is written to.
 class ZEL_API NSBitmapImageRep {
 public:
-    static Ref<NSBitmapImageRep> make(const Ref<const CGImage>& image);    ///< null when `image` is
+    static Ref<NSBitmapImageRep> make(const Ref<const CGImage>& image); ///< null when `image` is
     int pixelsWide() const;
     int pixelsHigh() const;
-    CGSize size = {};                                  ///< in points, at first one a pixel; decides the resolution that encoders record
+    CGSize size = {}; ///< in points, at first one a pixel; decides the resolution that encoders record
     /// The pixels as they are now; the picture it was made from while nothing was written.
     Ref<const CGImage> cgImage() const;
     NSColor colorAt(int x, int y) const;               ///< straight, sRGB, origin top left; transparent black outside
@@ -27,24 +27,24 @@ private:
     Ref<State> state_;
 };
 
-/// A picture as a document or a window knows it: a size in points, and what shows itself there: nothing (blank), pixels,
-/// or a handler that draws. May be used from any number of threads.
+/// A picture as a document or a window knows it: a size in points, and what shows itself there: nothing (blank),
+/// pixels, or a handler that draws. May be used from any number of threads.
 class ZEL_API NSImage {
 public:
-    static Ref<NSImage> make(CGSize size);                                        ///< blank
-    static Ref<NSImage> make(const Ref<const CGImage>& image, CGSize size);       ///< null when `image` is
+    static Ref<NSImage> make(CGSize size);                                  ///< blank
+    static Ref<NSImage> make(const Ref<const CGImage>& image, CGSize size); ///< null when `image` is
     /// One point a pixel, or pixels × 72 ÷ the file's resolution. Null, with the reason noted, when it is no picture.
     static Ref<NSImage> make(const Data& encoded);
     static Ref<NSImage> make(const URL& file);
-    static Ref<NSImage> named(std::string_view name);                             ///< one of the Resources, or null
+    static Ref<NSImage> named(std::string_view name); ///< one of the Resources, or null
     /// The handler draws through `Draw` into the rectangle it is given, in points; false means nothing was drawn.
     static Ref<NSImage> make(CGSize size, std::function<bool(CGRect)> drawingHandler);
 
     CGSize size() const;
     CGFloat width() const;
     CGFloat height() const;
-    /// The pixels it holds, whatever the rectangle; what is blank or drawn gives points × display scale pixels, rounded up.
-    /// Null, with the reason noted, where a side is 0 or too large.
+    /// The pixels it holds, whatever the rectangle; what is blank or drawn gives points × display scale pixels, rounded
+    /// up. Null, with the reason noted, where a side is 0 or too large.
     Ref<const CGImage> cgImage(std::optional<CGRect> proposedRect = {}) const;
 
 private:

@@ -9,9 +9,9 @@ namespace zel {
 
 struct NSImage::State {
     CGSize points;
-    Ref<const CGImage> bitmap;                   // null: blank, or drawn by the handler
+    Ref<const CGImage> bitmap; // null: blank, or drawn by the handler
     std::function<bool(CGRect)> handler;
-    std::optional<std::pair<int, int>> pixels;   // set where the pixel size does not follow the display scale
+    std::optional<std::pair<int, int>> pixels; // set where the pixel size does not follow the display scale
     std::mutex filling;
 };
 

@@ -3,8 +3,8 @@
 
 namespace zel {
 
-/// A blank image to draw into that measures `points` and holds exactly `pixels` (rounded up to whole ones), whatever the
-/// display scale: operations that are asked for a pixel size return it on every screen.
+/// A blank image to draw into that measures `points` and holds exactly `pixels` (rounded up to whole ones), whatever
+/// the display scale: operations that are asked for a pixel size return it on every screen.
 Ref<NSImage> makeTargetImage(CGSize points, CGSize pixels);
 
 } // namespace zel

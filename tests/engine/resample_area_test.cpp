@@ -1,7 +1,9 @@
 #include <zel/engine/parallel.h>
 #include <zel/engine/resample.h>
+#include <zel/engine/resample_area_kernels.h>
 
 #include <engine/sample_picture.h>
+#include <engine/targets.h>
 
 #include <gtest/gtest.h>
 
@@ -112,6 +114,29 @@ TEST(AreaMean, GivesTheSameBytesForAnyNumberOfThreads)
         ASSERT_TRUE(areaMean(source.pixels(), three.pixels()));
         setConcurrency(0);
         EXPECT_EQ(one, three);
+    }
+}
+
+TEST(AreaMeanKernels, AddRowsOnEveryInstructionSet)
+{
+    for (const int rowCount : {1, 2, 7, mostRowsAdded}) {
+        for (int width = 1; width <= 70; ++width) {
+            SCOPED_TRACE(testing::Message() << rowCount << " rows of " << width << " pixels");
+            SamplePicture source = SamplePicture::noise(width, rowCount, 4);
+            std::fill_n(source.pixels().row(0), 4, std::uint8_t{255});
+            std::vector<const std::uint8_t*> rows;
+            for (int y = 0; y < rowCount; ++y)
+                rows.push_back(source.pixels().row(y));
+            const auto count = static_cast<std::size_t>(width) * 4;
+            std::vector<std::uint32_t> expected(count + 64, 4000000000U);
+            const std::vector<std::uint32_t> before = expected;
+            addRowsReference(rows.data(), rowCount, expected.data(), count);
+            forEachTarget([&] {
+                std::vector<std::uint32_t> actual = before;
+                addRows(rows.data(), rowCount, actual.data(), count);
+                EXPECT_EQ(actual, expected);
+            });
+        }
     }
 }
 

@@ -1,6 +1,6 @@
 #include <zel/engine/parallel.h>
 #include <zel/engine/resample.h>
-#include <zel/engine/resample_kernels.h>
+#include <zel/engine/resample_area_kernels.h>
 
 #include <algorithm>
 #include <atomic>
@@ -57,6 +57,15 @@ void addToCells(const Cells& columns, const std::uint32_t* columnSums, std::uint
     }
 }
 
+template <class Component>
+void addFew(const Component* const* rows, int count, std::vector<std::uint32_t>& columnSums)
+{
+    if constexpr (sizeof(Component) == 1)
+        addRows(rows, count, columnSums.data(), columnSums.size());
+    else
+        addRowsReference(rows, count, columnSums.data(), columnSums.size());
+}
+
 /// Adds the part of source rows [first, end) that one row of cells covers. `rowAt` gives rows by their number in the
 /// source; `columnSums` is for its own use.
 template <class Component, class RowAt>
@@ -72,10 +81,13 @@ void addToCellRow(const Cells& columns, const Cells& rows, int cellRow, int firs
         while (next < stop && rows.overlap(next, cellRow) == weight)
             ++next;
         std::fill(columnSums.begin(), columnSums.end(), 0U);
-        for (; first < next; ++first) {
-            const auto* in = reinterpret_cast<const Component*>(rowAt(first));
-            for (std::size_t i = 0; i < columnSums.size(); ++i)
-                columnSums[i] += in[i];
+        while (first < next) {
+            std::array<const Component*, mostRowsAdded> few;
+            const int count = std::min(next - first, mostRowsAdded);
+            for (int k = 0; k < count; ++k)
+                few[static_cast<std::size_t>(k)] = reinterpret_cast<const Component*>(rowAt(first + k));
+            addFew(few.data(), count, columnSums);
+            first += count;
         }
         addToCells(columns, columnSums.data(), weight, cells);
     }

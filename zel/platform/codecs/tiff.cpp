@@ -144,7 +144,10 @@ bool recognises(std::span<const std::uint8_t> head)
 {
     if (head.size() < 8 || head[0] != head[1])
         return false;
-    const unsigned version = head[0] == 'I' ? head[2] | head[3] << 8U : head[0] == 'M' ? head[2] << 8U | head[3] : 0;
+    const bool bigEndian = head[0] == 'M';
+    if (!bigEndian && head[0] != 'I')
+        return false;
+    const int version = bigEndian ? head[2] * 256 + head[3] : head[3] * 256 + head[2];
     return version == 42 || version == 43;
 }
 

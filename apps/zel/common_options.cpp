@@ -28,6 +28,12 @@ int readThreads(std::string_view text)
     return static_cast<int>(readWhole(text, 1, mostThreads));
 }
 
+/// Twice the cores: every output waits for the disk before it takes its name, and others compute meanwhile.
+int usualJobs()
+{
+    return 2 * static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+}
+
 } // namespace
 
 void InputOptions::declare(Arguments& arguments)
@@ -53,7 +59,7 @@ void OutputOptions::declare(Arguments& arguments)
 void LimitOptions::declare(Arguments& arguments)
 {
     arguments.section("Limits");
-    arguments.value("--jobs", "N", jobs, readThreads, "inputs worked on at once (as many as there are cores)");
+    arguments.value("--jobs", "N", jobs, readThreads, "inputs worked on at once (twice as many as there are cores)");
     arguments.value("--threads", "N", threads, readThreads, "threads within a picture (all cores; 1 for many inputs)");
     arguments.value("--memory", "SIZE", memory, readSize,
                     "what one picture may take (1.5 GiB, less on small machines)");
@@ -76,8 +82,7 @@ int LimitOptions::apply(std::size_t inputs) const
             Queue::setConcurrency(*threads);
         return 1;
     }
-    const auto wanted =
-        static_cast<std::size_t>(jobs.value_or(static_cast<int>(std::max(1U, std::thread::hardware_concurrency()))));
+    const auto wanted = static_cast<std::size_t>(jobs.value_or(usualJobs()));
     const auto together = static_cast<int>(std::min(wanted, inputs));
     // Where the inputs keep the cores busy, threads within a picture would only get in one another's way.
     if (threads || together > 1)

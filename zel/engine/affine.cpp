@@ -6,6 +6,7 @@
 #include <zel/engine/parallel.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 
@@ -15,7 +16,12 @@
 namespace zel::engine {
 namespace {
 
-constexpr double unit = 4294967296.0;    // 2^32 steps a pixel
+constexpr double unit = 4294967296.0; // 2^32 steps a pixel
+// A row of the target that cuts through more rows of the source than this goes by tiles whose source stays in the
+// cache; flatter ones are faster whole, as memory is then read in its order.
+constexpr double rowsCutThrough = 1200;
+constexpr int tileHeight = 16;
+constexpr int tileWidth = 256;
 constexpr double furthest = 536870912.0; // 2^29 pixels: steps and sums of positions then stay within 63 bits
 
 /// Pixels [first, last) of a row; nothing where last is not above first.
@@ -66,27 +72,55 @@ public:
     {
     }
 
-    void draw(int y) const
+    void draw(int first, int last) const
     {
-        AffineRun row = row_;
-        row.u = fixed(map_.xx * 0.5 + map_.xy * (y + 0.5) + map_.x0 - 0.5);
-        row.v = fixed(map_.yx * 0.5 + map_.yy * (y + 0.5) + map_.y0 - 0.5);
-        Range visible{0, to_.width};
-        if (row.rim == Rim::clear)
-            visible = touched(row, 0);
-        if (visible.first >= visible.last)
-            visible = {0, 0};
-        Range inside = common(touched(row, 1), visible);
-        if (inside.first >= inside.last)
-            inside = {visible.last, visible.last};
-        clear(y, {0, visible.first});
-        drawRun(row, y, {visible.first, inside.first}, drawAffineAnywhere);
-        drawRun(row, y, inside, drawAffineInside);
-        drawRun(row, y, {inside.last, visible.last}, drawAffineAnywhere);
-        clear(y, {visible.last, to_.width});
+        const int stepAcross = std::abs(map_.yx) * to_.width > rowsCutThrough ? tileWidth : to_.width;
+        std::array<Spans, tileHeight> spans;
+        for (int top = first; top < last; top += tileHeight) {
+            const int count = std::min(tileHeight, last - top);
+            for (int i = 0; i < count; ++i)
+                spans[static_cast<std::size_t>(i)] = spansOf(top + i);
+            for (int left = 0; left < to_.width; left += stepAcross)
+                for (int i = 0; i < count; ++i)
+                    drawPart(spans[static_cast<std::size_t>(i)], top + i,
+                             {left, std::min(to_.width, left + stepAcross)});
+        }
     }
 
 private:
+    /// How a row of the target falls into runs.
+    struct Spans {
+        AffineRun row; ///< from the first pixel of the target's row
+        Range visible; ///< something of the source shows
+        Range inside;  ///< of those: nothing else does
+    };
+
+    [[nodiscard]] Spans spansOf(int y) const
+    {
+        Spans spans{row_, {0, to_.width}, {}};
+        AffineRun& row = spans.row;
+        row.u = fixed(map_.xx * 0.5 + map_.xy * (y + 0.5) + map_.x0 - 0.5);
+        row.v = fixed(map_.yx * 0.5 + map_.yy * (y + 0.5) + map_.y0 - 0.5);
+        if (row.rim == Rim::clear)
+            spans.visible = touched(row, 0);
+        if (spans.visible.first >= spans.visible.last)
+            spans.visible = {0, 0};
+        spans.inside = common(touched(row, 1), spans.visible);
+        if (spans.inside.first >= spans.inside.last)
+            spans.inside = {spans.visible.last, spans.visible.last};
+        return spans;
+    }
+
+    void drawPart(const Spans& spans, int y, Range part) const
+    {
+        const auto [visible, inside] = std::pair(spans.visible, spans.inside);
+        clear(y, common(part, {0, visible.first}));
+        drawRun(spans.row, y, common(part, {visible.first, inside.first}), drawAffineAnywhere);
+        drawRun(spans.row, y, common(part, inside), drawAffineInside);
+        drawRun(spans.row, y, common(part, {inside.last, visible.last}), drawAffineAnywhere);
+        clear(y, common(part, {visible.last, to_.width}));
+    }
+
     static std::int64_t fixed(double pixels) { return std::llround(pixels * unit); }
 
     [[nodiscard]] Range touched(const AffineRun& row, int inset) const
@@ -157,10 +191,7 @@ bool drawAffine(const ConstPixels& from, const Pixels& to, const AffineDrawing& 
     if (isWholeMove(drawing.map) && drawing.rim == Rim::clear && drawing.onto == Onto::over)
         return drawMoved(from, to, drawing);
     const AffineRows rows(from, to, drawing);
-    parallelFor(to.height, to.width, [&](int first, int last) {
-        for (int y = first; y < last; ++y)
-            rows.draw(y);
-    });
+    parallelFor(to.height, to.width, [&](int first, int last) { rows.draw(first, last); });
     return true;
 }
 

@@ -86,18 +86,28 @@ HWY_INLINE void drawBlock(D64 d64, const AffineRun& run, const Positions<D64>& f
         storePixels(d32, shownOver(d32, shown, loadPixels(d32, to)), to);
 }
 
-/// Distances from the first pixel of a block; beyond `count` they stay at the last one.
+/// `count` × step, a product of 64 bits: what wraps does so as in ordinary arithmetic.
 template <class D64>
-Positions<D64> distances(D64 d64, const AffineRun& run, std::size_t from, std::size_t count)
+HWY_INLINE hn::VFromD<D64> times(D64 d64, hn::VFromD<D64> count, std::int64_t step)
 {
-    HWY_ALIGN std::uint64_t u[hn::MaxLanes(d64)];
-    HWY_ALIGN std::uint64_t v[hn::MaxLanes(d64)];
-    for (std::size_t i = 0; i < hn::Lanes(d64); ++i) {
-        const std::uint64_t k = std::min(from + i, count - 1);
-        u[i] = k * static_cast<std::uint64_t>(run.du);
-        v[i] = k * static_cast<std::uint64_t>(run.dv);
-    }
-    return {hn::Load(d64, u), hn::Load(d64, v)};
+    const hn::Repartition<std::uint32_t, D64> d32;
+    const auto by = [&](std::uint64_t half) {
+        return hn::MulEven(hn::BitCast(d32, count), hn::BitCast(d32, hn::Set(d64, half)));
+    };
+    const auto bits = static_cast<std::uint64_t>(step);
+    return hn::Add(by(bits & 0xFFFFFFFFu), hn::ShiftLeft<32>(by(bits >> 32)));
+}
+
+/// Distances of pixels from the first of a block; pixels that there are not stay at the last one.
+template <class D64>
+HWY_INLINE Positions<D64> distances(D64 d64, const AffineRun& run, std::size_t from, std::size_t pixels)
+{
+    // Small numbers, so the order of 32-bit lanes, which every target has, serves.
+    const hn::Repartition<std::uint32_t, D64> d32;
+    const auto index = hn::Iota(d64, from);
+    const auto last = hn::Set(d64, static_cast<std::uint64_t>(pixels - 1));
+    const auto held = hn::BitCast(d64, hn::Min(hn::BitCast(d32, index), hn::BitCast(d32, last)));
+    return {times(d64, held, run.du), times(d64, held, run.dv)};
 }
 
 template <Onto onto>

@@ -1,5 +1,6 @@
-// Draws a picture pixel by pixel and saves it: an evening landscape, or a round logo on transparent ground.
-//   draw_picture landscape|logo OUTPUT.png
+// Draws a picture and saves it: an evening landscape or a round logo on transparent ground, pixel by pixel, or a canvas
+// that shows both, and the one with the other in its corner.
+//   draw_picture landscape|logo|overview OUTPUT.png
 #include <zel/zel.h>
 
 #include <algorithm>
@@ -133,17 +134,43 @@ Ref<ZelImage> drawLogo()
     });
 }
 
+/// A layer of a canvas 900 pixels wide and 200 high: the picture as large as it is, its centre at (x, 100).
+ZelCanvasLayer layerAt(double x, const Ref<ZelImage>& picture)
+{
+    return ZelCanvasLayer(
+        {.id = "",
+         .source = {.identification = ZelCanvasLayer::Source::Identification::image, .image = picture},
+         .spatialConforming = ZelSpatialConforming::none,
+         .transform = {.position = {x / 900, 0.5}}});
+}
+
+/// Landscape, logo, and the landscape with the logo in its corner.
+Ref<ZelImage> drawOverview()
+{
+    const Ref<ZelImage> picture = resize(drawLandscape(), {.to = {288, 192}}), mark = drawLogo();
+    const ZelWatermark corner{.position = ZelWatermark::Position::bottomRight,
+                              .scale = {.policy = ZelWatermark::Scale::Policy::largestSideScale, .scale = 0.3},
+                              .opacity = 0.6};
+    const Ref<ZelImage> ground = ZelImageHelper::getFillColorImage({.color = {0.16, 0.2, 0.26, 1}, .size = {288, 192}});
+
+    ZelCanvas canvas(ZelCanvas::Size(900, 200));
+    canvas.layerList = {layerAt(146, picture), layerAt(450, ground), layerAt(450, resize(mark, {.toHeight = 150})),
+                        layerAt(754, watermark(picture, {.with = mark, .using_ = corner}))};
+    canvas.loadAllLayers().get();
+    return canvas.getImage();
+}
+
 } // namespace
 
 int main(int count, char** arguments)
 {
     const std::string_view what = count == 3 ? arguments[1] : "";
-    if (what != "landscape" && what != "logo") {
-        std::cerr << "draw_picture landscape|logo OUTPUT.png\n";
+    if (what != "landscape" && what != "logo" && what != "overview") {
+        std::cerr << "draw_picture landscape|logo|overview OUTPUT.png\n";
         return 2;
     }
     Console::setSink({}); // the pictures alone
-    const Ref<ZelImage> picture = what == "logo" ? drawLogo() : drawLandscape();
+    const Ref<ZelImage> picture = what == "logo" ? drawLogo() : what == "overview" ? drawOverview() : drawLandscape();
     if (!saveToPNG(picture, {.url = URL::file(arguments[2])})) {
         std::cerr << "draw_picture: " << ZelFailure::last().message << '\n';
         return 1;

@@ -116,7 +116,8 @@ TEST(TiffEncode, AnotherReaderFindsEverySample)
                 EXPECT_EQ(found.compression, COMPRESSION_LZW);
                 EXPECT_EQ(found.predictor, PREDICTOR_HORIZONTAL);
                 EXPECT_EQ(found.extra, c.extra);
-                EXPECT_EQ(found.dpiX, 0) << "no resolution was given";
+                EXPECT_EQ(found.unit, RESUNIT_NONE) << "no resolution was given";
+                EXPECT_EQ(found.dpiX, found.dpiY);
                 const std::size_t size = static_cast<std::size_t>(bits / 8);
                 std::vector<std::uint8_t> expected;
                 for (int y = 0; y < height; ++y)

@@ -67,10 +67,11 @@ std::string obstacle(const Header& header, const Samples& samples)
     if (samples.perPixel < samples.colorants())
         return fmt::format("{} samples a pixel are too few for its kind of colours", samples.perPixel);
     if (format != unsignedNumbers && format != anything && !(format == floatingNumbers && samples.bits == 32))
-        return fmt::format("samples of {} bits, {}", samples.bits,
+        return fmt::format("{} samples of {} bits",
                            format == signedNumbers     ? "signed"
                            : format == floatingNumbers ? "floating"
-                                                       : "of an unknown format");
+                                                       : "strange",
+                           samples.bits);
     if (samples.bits < 1 || (samples.bits > 16 && samples.bits != 32))
         return fmt::format("samples of {} bits", samples.bits);
     if (samples.colors == Colors::palette && (samples.bits > 8 || header.colorMap[0] == nullptr))

@@ -280,10 +280,11 @@ bool describe(TIFF* file, const NewFile& wanted)
                 TIFFSetField(file, TIFFTAG_ROWSPERSTRIP, static_cast<std::uint32_t>(rowsPerStrip)) == 1;
     if (wanted.extraSample != 0)
         good = good && TIFFSetField(file, TIFFTAG_EXTRASAMPLES, 1U, &wanted.extraSample) == 1;
-    if (wanted.xResolution > 0 && wanted.yResolution > 0)
-        good = good && TIFFSetField(file, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH) == 1 &&
-               TIFFSetField(file, TIFFTAG_XRESOLUTION, static_cast<double>(wanted.xResolution)) == 1 &&
-               TIFFSetField(file, TIFFTAG_YRESOLUTION, static_cast<double>(wanted.yResolution)) == 1;
+    // Both figures are required; without a unit, 1 says no more than that pixels are square.
+    const bool known = wanted.xResolution > 0 && wanted.yResolution > 0;
+    good = good && TIFFSetField(file, TIFFTAG_RESOLUTIONUNIT, known ? RESUNIT_INCH : RESUNIT_NONE) == 1 &&
+           TIFFSetField(file, TIFFTAG_XRESOLUTION, known ? static_cast<double>(wanted.xResolution) : 1.0) == 1 &&
+           TIFFSetField(file, TIFFTAG_YRESOLUTION, known ? static_cast<double>(wanted.yResolution) : 1.0) == 1;
     if (wanted.profileSize > 0)
         good = good && TIFFSetField(file, TIFFTAG_ICCPROFILE, wanted.profileSize, wanted.profile) == 1;
     return good;

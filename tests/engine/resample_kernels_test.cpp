@@ -94,7 +94,8 @@ protected:
         } cases[] = {{1, 1}, {1, 9}, {7, 30}, {100, 37}, {64, 8}, {65, 3}, {200, 1}, {50, 51}};
         for (const auto& c : cases) {
             SCOPED_TRACE(testing::Message() << c.from << " to " << c.to);
-            const RowTaps taps(*makeAxis(c.from, c.to, 0, c.from, Kernel::lanczos3, Depth::weightBits));
+            const RowTaps taps(*makeAxis(c.from, c.to, 0, c.from, Kernel::lanczos3, Depth::weightBits),
+                               8 * int{sizeof(Component)});
             const auto values = static_cast<std::size_t>(c.from + pixelsBehindRow) * 4;
             test(taps, Row<Middle>(values, low, high, 1, 5));
         }

@@ -76,7 +76,7 @@ public:
         : in_(in),
           taps_(taps.axis.taps.data()),
           pairs_(taps.pairs.data()),
-          pairsOf_(taps.pairsOf.data()),
+          arrangedAt_(taps.arrangedAt.data()),
           padded_(static_cast<std::size_t>(taps.padded))
     {
     }
@@ -86,7 +86,7 @@ public:
     {
         const Wide16 d16;
         const std::int16_t* at = pixelsOf(position);
-        const std::int16_t* weights = pairs_ + pairsOf_[position];
+        const std::int16_t* weights = pairs_ + arrangedAt_[position];
         if (padded_ == 2) {
             PairSum<Block32> sum;
             sum.add(pairedUp(Block16(), hn::LoadU(Block16(), at)), hn::LoadU(Block16(), weights));
@@ -105,7 +105,7 @@ public:
         const auto pixels =
             gatheredBlocks(d16, [&](std::size_t i) HWY_ATTR { return hn::LoadU(Block16(), pixelsOf(position + i)); });
         PairSum<Wide32> sum;
-        sum.add(pairedUp(d16, pixels), hn::LoadU(d16, pairs_ + pairsOf_[position]));
+        sum.add(pairedUp(d16, pixels), hn::LoadU(d16, pairs_ + arrangedAt_[position]));
         return sum.sum();
     }
 
@@ -120,7 +120,7 @@ private:
     const std::int16_t* in_;
     const Taps* taps_;
     const std::int16_t* pairs_;
-    const std::uint32_t* pairsOf_;
+    const std::uint32_t* arrangedAt_;
     std::size_t padded_;
 };
 
@@ -201,27 +201,6 @@ HWY_EXPORT(widen);
 HWY_EXPORT(horizontalIn);
 
 } // namespace
-
-RowTaps::RowTaps(Axis positions) : axis(std::move(positions))
-{
-    const int most = axis.mostTaps();
-    padded = most <= 2 ? 2 : (most + pixelsBehindRow - 1) / pixelsBehindRow * pixelsBehindRow;
-    constexpr std::uint32_t unknown = ~0U;
-    std::vector<std::uint32_t> pairsAt(axis.weights.size(), unknown); // positions that share weights share pairs
-    pairsOf.reserve(axis.taps.size());
-    for (const Taps& t : axis.taps) {
-        std::uint32_t& at = pairsAt[t.offset];
-        if (at == unknown || padded == 2) {
-            at = static_cast<std::uint32_t>(pairs.size());
-            pairs.resize(pairs.size() + static_cast<std::size_t>(padded) * 4);
-            for (int k = 0; k < t.count; ++k)
-                for (int copy = 0; copy < 4; ++copy)
-                    pairs[at + static_cast<std::size_t>(k / 2 * 8 + copy * 2 + k % 2)] =
-                        static_cast<std::int16_t>(axis.weightsOf(t)[k]);
-        }
-        pairsOf.push_back(at);
-    }
-}
 
 void Kernels<Depth8>::horizontalOut(const Middle* in, const RowTaps& taps, Hold hold, Component* out)
 {

@@ -67,13 +67,15 @@ inline constexpr int pixelsBehindRow = 8;
 
 /// The positions along a row with their weights, also in the arrangement that the kernels like best.
 struct RowTaps {
-    explicit RowTaps(Axis positions);
+    /// 8 or 16 bits a component.
+    RowTaps(Axis positions, int bits);
 
     Axis axis;
-    /// For 8 bits: the weights of two taps, four times over, for every two of `padded` taps; zeros behind the last.
-    std::vector<std::int16_t> pairs;
-    std::vector<std::uint32_t> pairsOf; ///< position → where its pairs begin; one behind another where `padded` is 2
     int padded = 0; ///< 2 where no position has more taps, else the most rounded up to whole `pixelsBehindRow`
+    /// Position → where its weights begin in `pairs` or `fours`; one behind another where `padded` is 2.
+    std::vector<std::uint32_t> arrangedAt;
+    std::vector<std::int16_t> pairs; ///< for 8 bits: for every two taps both weights, four times over; zeros behind
+    std::vector<std::int32_t> fours; ///< for 16 bits: for every tap its weight, four times over; zeros behind
 };
 
 /// A row that comes out of a pass: only held to the range of its components, or colours also to the alpha beside them.
@@ -114,15 +116,29 @@ struct ReferenceKernels {
 
 /// The same functions through SIMD, chosen for the machine that runs them. The order of `sums` is theirs.
 template <class Depth>
-struct Kernels : ReferenceKernels<Depth> {
-};
+struct Kernels;
 
 template <>
 struct Kernels<Depth8> {
-    using Depth = ReferenceKernels<Depth8>;
-    using Component = Depth::Component;
-    using Middle = Depth::Middle;
-    using Sum = Depth::Sum;
+    using Component = Depth8::Component;
+    using Middle = Depth8::Middle;
+    using Sum = Depth8::Sum;
+
+    static void verticalIn(const WeightedRows<Component>& in, Middle* out, std::size_t count);
+    static void verticalAdd(const WeightedRows<Component>& in, Sum* sums, std::size_t count);
+    static void verticalRound(const Sum* sums, Middle* out, std::size_t count);
+    static void horizontalOut(const Middle* in, const RowTaps& taps, Hold hold, Component* out);
+    static void widen(const Component* in, Middle* out, std::size_t count);
+    static void horizontalIn(const Middle* in, const RowTaps& taps, Middle* out);
+    static void verticalOut(const WeightedRows<Middle>& in, Hold hold, Component* out, std::size_t count,
+                            Store store = Store::cached);
+};
+
+template <>
+struct Kernels<Depth16> {
+    using Component = Depth16::Component;
+    using Middle = Depth16::Middle;
+    using Sum = Depth16::Sum;
 
     static void verticalIn(const WeightedRows<Component>& in, Middle* out, std::size_t count);
     static void verticalAdd(const WeightedRows<Component>& in, Sum* sums, std::size_t count);

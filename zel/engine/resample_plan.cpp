@@ -47,7 +47,7 @@ std::optional<Plan> makePlan(const RowResamplerSizes& sizes, Kernel kernel, cons
     const int first = columns->first;
     const int count = columns->end - first;
     Plan plan{std::move(*rows),
-              RowTaps(countedFrom(std::move(*columns), first)),
+              RowTaps(countedFrom(std::move(*columns), first), 2 * sizes.bytesPerPixel),
               Plan::Order::copy,
               Hold::range,
               first,

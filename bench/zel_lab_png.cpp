@@ -27,10 +27,9 @@ const Operation decode("m-png-decode", [](const Arguments& arguments) {
 
 /// Rows that are counted and forgotten: what decoding costs where a result is small.
 const Operation stream("m-png-stream", [](const Arguments& arguments) {
-    const auto source = ByteSource::of(fileOf(arguments));
     measure([&] {
         int rows = 0;
-        const auto provider = openPicture(source);
+        const auto provider = openPicture(ByteSource::open(URL::file(arguments.text("in"))));
         const auto count = [&](int, const engine::ConstPixels& band) {
             rows += band.height;
             return true;

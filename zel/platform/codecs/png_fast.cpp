@@ -11,6 +11,7 @@
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 namespace zel::png {
@@ -254,9 +255,13 @@ bool decodeCommon(const ByteSource& source, const Header& header, const RowDeliv
         return fail(ZelFailureCode::outOfMemory, "decode", "PNG: no memory for a band of rows");
     std::optional<BandRing> ring;
     Band own;
-    if (usesSecondThread(header))
-        ring.emplace(rows, delivery.end(), bandRows);
-    else
+    if (usesSecondThread(header)) {
+        try {
+            ring.emplace(rows, delivery.end(), bandRows);
+        } catch (const std::system_error&) { // no thread to be had: this one does it all
+        }
+    }
+    if (!ring)
         own.filtered =
             std::make_unique_for_overwrite<std::uint8_t[]>(rows.rowBytes() * static_cast<std::size_t>(bandRows));
 

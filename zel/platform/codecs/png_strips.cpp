@@ -211,8 +211,12 @@ StripLine::StripLine(const SampleFormat& format, int threads) : state_(std::make
     if (count < 2)
         return;
     state_->most = static_cast<std::size_t>(count) * 2;
-    for (int i = 0; i < count; ++i)
-        state_->threads.emplace_back([state = state_.get()] { state->work(); });
+    state_->threads.reserve(static_cast<std::size_t>(count));
+    try {
+        for (int i = 0; i < count; ++i)
+            state_->threads.emplace_back([state = state_.get()] { state->work(); });
+    } catch (const std::exception&) { // no more threads to be had: those that there are do it, or the caller's
+    }
 }
 
 StripLine::~StripLine()

@@ -278,10 +278,13 @@ bool decodeCommon(const ByteSource& source, const Header& header, const RowDeliv
             ++done;
         }
         restorer.keepLastRow();
-        // Of the stream's own state nothing may be asked while the other thread works; it has ended where rows are
-        // missing.
-        if (done < due && !noteDamage(done < band.rows ? Damage::damaged : rows.damage(), top + done, header.height))
-            return false;
+        if (done < due) {
+            // Nothing may be asked of the rows while the other thread reads them; where some are missing, it has ended.
+            const Damage damage = done < band.rows ? Damage::damaged : rows.damage();
+            if (top + done == 0)
+                return failDamaged(damage);
+            warnDamaged(damage, top + done, header.height);
+        }
         if (done > 0 && !delivery.deliver(top, pixels.pixels().rows(0, done)))
             return false;
         if (done < due)
@@ -297,9 +300,9 @@ bool firstRowDecodes(const ByteSource& source, const Header& header)
 {
     FilteredRows rows(source, header);
     const auto row = std::make_unique_for_overwrite<std::uint8_t[]>(rows.rowBytes());
-    if (rows.read(row.get(), 1) == 1)
-        return row[0] < engine::pngFilterCount || noteDamage(Damage::damaged, 0, header.height);
-    return noteDamage(rows.damage(), 0, header.height);
+    if (rows.read(row.get(), 1) == 0)
+        return failDamaged(rows.damage());
+    return row[0] < engine::pngFilterCount || failDamaged(Damage::damaged);
 }
 
 } // namespace zel::png

@@ -186,8 +186,10 @@ bool decodeByRows(Session& session, const Header& header, const RowDelivery& del
         int rows = 0;
         while (rows < wanted && session.readRow(band.pixels().row(rows), nullptr))
             ++rows;
-        if (rows < wanted && !noteDamage(session.damage(), top + rows, header.height))
-            return false;
+        if (top + rows == 0)
+            return failDamaged(session.damage());
+        if (rows < wanted)
+            warnDamaged(session.damage(), top + rows, header.height);
         if (rows > 0 && !delivery.deliver(top, band.pixels().rows(0, rows)))
             return false;
         if (rows < wanted)
@@ -221,9 +223,10 @@ bool decodeInterlaced(Session& session, const Header& header, const RowDelivery&
         complete = session.readRow(nullptr, picture.pixels().row(y));
         rows += complete ? 1 : 0;
     }
-    if (!complete &&
-        !noteDamage(session.damage(), static_cast<int>(rows / session.passes()) + (rows > 0 ? 1 : 0), header.height))
-        return false;
+    if (rows == 0)
+        return failDamaged(session.damage());
+    if (!complete)
+        warnDamaged(session.damage(), static_cast<int>(rows / header.height), session.passes(), "passes");
     return delivery.deliver(0, picture.pixels());
 }
 
@@ -233,7 +236,7 @@ bool decodeWithLibpng(const ByteSource& source, const Header& header, const RowD
 {
     Session session(source, header);
     if (!session.start(header.interlaced))
-        return noteDamage(session.damage(), 0, header.height);
+        return failDamaged(session.damage());
     const bool delivered =
         header.interlaced ? decodeInterlaced(session, header, delivery) : decodeByRows(session, header, delivery);
     if (delivered)
@@ -246,9 +249,7 @@ bool firstRowDecodesWithLibpng(const ByteSource& source, const Header& header)
     Session session(source, header);
     const std::size_t bytesPerPixel = header.bits == 16 ? 8 : 4;
     std::vector<std::uint8_t> row(static_cast<std::size_t>(header.width) * bytesPerPixel);
-    return session.start(false) && session.readRow(row.data(), nullptr)
-               ? true
-               : noteDamage(session.damage(), 0, header.height);
+    return (session.start(false) && session.readRow(row.data(), nullptr)) || failDamaged(session.damage());
 }
 
 } // namespace zel::png

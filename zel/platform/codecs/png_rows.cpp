@@ -18,6 +18,16 @@ int heldTo(std::int64_t value, int low, int high)
     return static_cast<int>(std::clamp<std::int64_t>(value, low, high));
 }
 
+ZelFailureCode codeOf(Damage damage)
+{
+    return damage == Damage::truncated ? ZelFailureCode::truncated : ZelFailureCode::unreadable;
+}
+
+std::string_view wordsFor(Damage damage)
+{
+    return damage == Damage::truncated ? "the file ends early" : "the pixels are damaged";
+}
+
 } // namespace
 
 RowDelivery::RowDelivery(const Header& header, const PixelProvider::Request& request, const RowSink& sink)
@@ -58,17 +68,14 @@ bool RowDelivery::deliverZeros(int at) const
     return true;
 }
 
-bool noteDamage(Damage damage, int rows, int height)
+bool failDamaged(Damage damage)
 {
-    if (damage == Damage::none)
-        return true;
-    const bool isEarlyEnd = damage == Damage::truncated;
-    const auto code = isEarlyEnd ? ZelFailureCode::truncated : ZelFailureCode::unreadable;
-    const char* const what = isEarlyEnd ? "the file ends early" : "the pixels are damaged";
-    if (rows == 0)
-        return fail(code, "decode", fmt::format("PNG: {}, before the first row", what));
-    warn(code, "decode", fmt::format("PNG: {}, {} of {} rows were read", what, rows, height));
-    return true;
+    return fail(codeOf(damage), "decode", fmt::format("PNG: {}, before the first row", wordsFor(damage)));
+}
+
+void warnDamaged(Damage damage, int done, int all, std::string_view unit)
+{
+    warn(codeOf(damage), "decode", fmt::format("PNG: {}, {} of {} {} were read", wordsFor(damage), done, all, unit));
 }
 
 void noteMismatch()

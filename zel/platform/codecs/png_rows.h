@@ -26,10 +26,12 @@ private:
 };
 
 /// How the stream of pixels ended, where not as it should.
-enum class Damage { none, truncated, damaged };
+enum class Damage { truncated, damaged };
 
-/// Notes the warning for a picture of which `rows` rows were read before the damage; with no row at all the failure.
-bool noteDamage(Damage damage, int rows, int height);
+/// Notes the failure of a picture of which nothing can be shown.
+bool failDamaged(Damage damage);
+/// Notes the warning for one of which `done` of `all` rows (or passes over them) were read before the damage.
+void warnDamaged(Damage damage, int done, int all, std::string_view unit = "rows");
 /// Notes that the pixels do not match their checksum: they are shown all the same.
 void noteMismatch();
 

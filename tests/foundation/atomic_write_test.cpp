@@ -336,6 +336,53 @@ TEST(AtomicWrite, MakesFoldersOrFailsWhicheverCallFails)
         EXPECT_EQ(folder.text("a/b/file"), written ? "new" : "absent");
         fs::remove_all(folder / "a");
     }
+    const FailingFiles nowhere({.call = FileCall::mkdir, .times = -1, .error = ENOENT});
+    EXPECT_FALSE(write(folder.url("a/b/file"), "new", {.createFolders = true}));
+    EXPECT_THAT(ZelFailure::last().message,
+                ::testing::EndsWith("the folder cannot be made: no such file or directory"));
+}
+
+TEST(AtomicWrite, ThroughLinksIsOldOrNewWhicheverCallFails)
+{
+    const TemporaryFolder folder(true);
+    for (const bool followLink : {true, false})
+        for (const int times : {1, -1})
+            for (const FileCall call : {FileCall::any, FileCall::stat})
+                for (int nth = 1, done = 0; done == 0; ++nth) {
+                    SCOPED_TRACE(::testing::Message() << (followLink ? "followed" : "replaced") << ", call " << nth);
+                    if (call == FileCall::any && times < 0)
+                        break; // nothing could be cleared away
+                    folder.put("target", "old");
+                    fs::create_symlink("target", folder / "link");
+                    bool written = false;
+                    {
+                        const FailingFiles failing({.call = call, .nth = nth, .times = times});
+                        written = write(folder.url("link"), "new",
+                                        {.followLink = followLink, .absentAfterFailure = !followLink});
+                        done = failing.fired() ? 0 : 1;
+                    }
+                    EXPECT_EQ(folder.text("target"), written && followLink ? "new" : "old");
+                    const bool isLink = fs::is_symlink(fs::symlink_status(folder / "link"));
+                    if (followLink) {
+                        EXPECT_TRUE(isLink);
+                    } else if (written) {
+                        EXPECT_EQ(folder.text("link"), "new");
+                    } else if (times == 1) {
+                        EXPECT_FALSE(isLink);
+                    }
+                    fs::remove(folder / "link");
+                    EXPECT_EQ(folder.names(), std::vector<std::string>{"target"});
+                }
+}
+
+TEST(FileCalls, RefuseWhatTheSystemWouldMisread)
+{
+    EXPECT_FALSE(openFile(std::string("/proc/self/status\0x", 19), O_RDONLY));
+    EXPECT_EQ(errno, ENOENT);
+    const FileHandle file = openFile("/proc/self/status", O_RDONLY);
+    ASSERT_TRUE(file);
+    char byte = 0;
+    EXPECT_EQ(readFully(file, &byte, 1, std::numeric_limits<std::uint64_t>::max()), 0U);
 }
 
 TEST(AtomicWrite, WritesOnAfterShortAndInterruptedWrites)
@@ -386,14 +433,44 @@ TEST(AtomicWrite, WarnsWhereTheFolderCannotBeSynced)
     EXPECT_TRUE(write(folder.url("file"), "newest"));
 }
 
+TEST(AtomicWrite, DoesNotClaimWhatMayBeLost)
+{
+    const TemporaryFolder folder(true);
+    // The bytes are on the disk only when each of these has said so.
+    for (const FileCall call : {FileCall::write, FileCall::sync, FileCall::close, FileCall::rename}) {
+        folder.put("file", "old");
+        const FailingFiles failing({.call = call, .error = EIO});
+        EXPECT_FALSE(write(folder.url("file"), "new")) << static_cast<int>(call);
+        EXPECT_EQ(folder.text("file"), "old");
+    }
+    // A close that was interrupted has closed.
+    const FailingFiles failing({.call = FileCall::close, .error = EINTR});
+    EXPECT_TRUE(write(folder.url("file"), "new"));
+}
+
 TEST(AtomicWrite, LeavesWhatOthersLeftUnderItsTemporaryNames)
 {
     const TemporaryFolder folder;
-    // Another process's number, and ours before it was given to us, are the same to an old file.
-    const FailingFiles taken({.call = FileCall::open, .nth = 2, .times = 3, .error = EEXIST});
+    static std::string seen;
+    FileCalls spying = systemFileCalls();
+    spying.openat = [](int at, const char* name, int flags, mode_t mode) {
+        seen = name;
+        return systemFileCalls().openat(at, name, flags, mode);
+    };
+    setFileCalls(&spying);
     EXPECT_TRUE(write(folder.url("file"), "new"));
-    EXPECT_EQ(taken.calls(), 5);
-    EXPECT_EQ(folder.names(), std::vector<std::string>{"file"});
+    setFileCalls(nullptr);
+    ASSERT_TRUE(seen.starts_with(temporaryPrefix));
+    // An old process of our number may have left files under the names that come next.
+    const std::size_t dash = seen.rfind('-');
+    const int count = std::stoi(seen.substr(dash + 1));
+    for (int next = 1; next <= 3; ++next)
+        folder.put(seen.substr(0, dash + 1) + std::to_string(count + next) + ".tmp", "theirs");
+    EXPECT_TRUE(write(folder.url("file"), "newer"));
+    EXPECT_EQ(folder.text("file"), "newer");
+    EXPECT_EQ(folder.names().size(), 4U);
+    for (const std::string& name : folder.names())
+        EXPECT_EQ(folder.text(name), name == "file" ? "newer" : "theirs");
 }
 
 TEST(AtomicWrite, ShowsReadersWholeFilesOnly)

@@ -100,6 +100,7 @@ Reason findPlace(const std::string& path, bool followLink, Place& place)
             return errorText(errno);
         if (reason = refusalOfLink(place.folder.get(), place.name, *text); !reason.empty() || !followLink)
             return reason;
+        // Only somebody who changes links while they are followed brings us here.
         if (links == mostLinks)
             return "too many symbolic links";
         const FileHandle from = std::move(place.folder);
@@ -111,6 +112,7 @@ Reason findPlace(const std::string& path, bool followLink, Place& place)
     return reason;
 }
 
+// Of an absolute path.
 Reason makeFolders(const std::string& folder)
 {
     if (fileCalls().mkdir(folder.c_str(), permissions) == 0 || errno == EEXIST)
@@ -118,7 +120,7 @@ Reason makeFolders(const std::string& folder)
     if (errno != ENOENT)
         return "the folder cannot be made: " + errorText(errno);
     const std::size_t slash = folder.find_last_of('/', folder.find_last_not_of('/'));
-    if (slash == std::string::npos || slash == 0)
+    if (slash == 0)
         return "the folder cannot be made: " + errorText(ENOENT);
     if (const Reason reason = makeFolders(folder.substr(0, slash)); !reason.empty())
         return reason;

@@ -1,4 +1,5 @@
 #include <zel/engine/convert.h>
+#include <zel/platform/foundation/notes.h>
 #include <zel/platform/foundation/guards.h>
 #include <zel/platform/graphics/color_space.h>
 #include <zel/platform/graphics/image_rows.h>
@@ -43,7 +44,7 @@ NSBitmapImageRep::NSBitmapImageRep() : state_(std::make_shared<State>()) {}
 Ref<NSBitmapImageRep> NSBitmapImageRep::make(const Ref<const CGImage>& image)
 {
     if (!image)
-        return nullptr;
+        return failAbsentInput("make bitmap");
     Ref<NSBitmapImageRep> rep(new NSBitmapImageRep);
     rep->state_->image = image;
     rep->size = {static_cast<CGFloat>(image->width()), static_cast<CGFloat>(image->height())};

@@ -1,0 +1,133 @@
+// Through the shared library, as hosts link it: every call takes an absent picture, gives none, and leaves the cause of
+// a nested chain standing. A function that the library forgot to show does not link here.
+#include <zel/zel.h>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace zel {
+namespace {
+
+const Ref<ZelImage> none;
+
+struct Case {
+    const char* name;
+    std::function<bool()> isAbsent;
+};
+
+template <class T>
+bool isAbsent(const T& result)
+{
+    return !result;
+}
+
+const Case operations[] = {
+    {"resize to a size",
+     [] {
+         return isAbsent(resize(none, {.to = {10, 10}}));
+     }},
+    {"resize to a longest side", [] { return isAbsent(resize(none, {.withMaxSide = 10})); }},
+    {"resize to a shortest side", [] { return isAbsent(resize(none, {.withMinSideBoundedTo = 10})); }},
+    {"resize to a width", [] { return isAbsent(resize(none, {.toWidth = 10})); }},
+    {"resize to a height", [] { return isAbsent(resize(none, {.toHeight = 10})); }},
+    {"thumb", [] { return isAbsent(thumb(none, {.maxSide = 10})); }},
+    {"resizeWithFit",
+     [] {
+         return isAbsent(resizeWithFit(none, {.to = {10, 10}}));
+     }},
+    {"resizeWithFill",
+     [] {
+         return isAbsent(resizeWithFill(none, {.to = {10, 10}}));
+     }},
+    {"resized",
+     [] {
+         return isAbsent(resized(Ref<const CIImage>(), {.to = {10, 10}}));
+     }},
+    {"resizeImage_v3",
+     [] {
+         return isAbsent(ZelImageHelper::resizeImage_v3(none, {.size = {10, 10}}));
+     }},
+    {"reduceImageToSize",
+     [] {
+         return isAbsent(ZelImageHelper::reduceImageToSize(none, {.targetSize = {10, 10}}));
+     }},
+    {"reduceImageTo1x1Pixels", [] { return isAbsent(ZelImageHelper::reduceImageTo1x1Pixels(none)); }},
+    {"watermark", [] { return isAbsent(watermark(none, {.with = none, .using_ = {}})); }},
+    {"pngData", [] { return isAbsent(pngData(none)); }},
+    {"jpegData", [] { return isAbsent(jpegData(none, {.quality = 0.5})); }},
+    {"saveToPNG", [] { return isAbsent(saveToPNG(none, {.url = URL::file("absent.png")})); }},
+    {"saveToJpeg", [] { return isAbsent(saveToJpeg(none, {.quality = 0.5, .url = URL::file("absent.jpg")})); }},
+    {"saveToJpeg within bytes",
+     [] { return isAbsent(saveToJpeg(none, {.toUrl = URL::file("absent.jpg"), .maxSize = 9})); }},
+    {"helper's saveToPNG",
+     [] { return isAbsent(ZelImageHelper::saveToPNG(none, {.toUrl = URL::file("absent.png")})); }},
+    {"helper's saveToTIFF",
+     [] { return isAbsent(ZelImageHelper::saveToTIFF(none, {.toUrl = URL::file("absent.tif")})); }},
+    {"helper's saveToJpeg within bytes",
+     [] { return isAbsent(ZelImageHelper::saveToJpeg(none, {.desiredSize = 9, .toUrl = URL::file("absent.jpg")})); }},
+    {"image of no platform image", [] { return isAbsent(makeZelImage(Ref<NSImage>())); }},
+    {"image of no bitmap", [] { return isAbsent(makeZelImage(Ref<const CGImage>())); }},
+    {"image of no expression", [] { return isAbsent(makeZelImage(Ref<const CIImage>())); }},
+    {"bitmap of no expression", [] { return isAbsent(getCGImage(Ref<const CIImage>())); }},
+    {"expression of no bitmap", [] { return isAbsent(CIImage::make(Ref<const CGImage>())); }},
+    {"representation of no bitmap", [] { return isAbsent(NSBitmapImageRep::make(Ref<const CGImage>())); }},
+    {"platform image of no bitmap",
+     [] {
+         return isAbsent(NSImage::make(Ref<const CGImage>(), {1, 1}));
+     }},
+    {"fit of no picture", [] { return isAbsent(ZelCanvas::fit({.image = none, .inRatio = 1})); }},
+};
+
+class Absent : public testing::Test {
+protected:
+    Absent() { Console::setSink({}); }
+    ~Absent() override { ZelFailure::clear(); }
+};
+
+TEST_F(Absent, InGivesAbsentOutAndAReason)
+{
+    for (const Case& row : operations) {
+        SCOPED_TRACE(row.name);
+        ZelFailure::clear();
+        EXPECT_TRUE(row.isAbsent());
+        EXPECT_EQ(ZelFailure::last().code, ZelFailureCode::invalidArgument);
+    }
+}
+
+TEST_F(Absent, InKeepsTheCauseOfTheChain)
+{
+    for (const Case& row : operations) {
+        SCOPED_TRACE(row.name);
+        ZelFailure::clear();
+        EXPECT_FALSE(makeZelImage(URL::file("no-such-folder/picture.jpg")));
+        const ZelNote cause = ZelFailure::last();
+        EXPECT_EQ(cause.code, ZelFailureCode::notFound);
+        EXPECT_TRUE(row.isAbsent());
+        EXPECT_EQ(ZelFailure::last(), cause);
+    }
+}
+
+TEST_F(Absent, MeasuresAreThoseOfNothing)
+{
+    EXPECT_EQ(ZelImageHelper::getSize(nullptr), CGSize());
+    EXPECT_EQ(ZelImageHelper::getRepresentedSize(none), CGSize());
+    EXPECT_EQ(ZelImageHelper::getRect(none), CGRect());
+    EXPECT_NE(aspectRatio(none), aspectRatio(none)) << "not a number";
+    const ZelImageBitmapRGBA bitmap(none);
+    EXPECT_EQ(bitmap.width() * bitmap.height(), 0);
+    EXPECT_EQ(bitmap.getPixelZelColor255({.x = 0, .y = 0}), ZelColor255());
+    const ZelContextImage context(none);
+    EXPECT_EQ(context.getPixelAlpha({.x = 5, .y = -5}), 0);
+}
+
+TEST_F(Absent, EnumerationsAndRecordsAreShownToHosts)
+{
+    for (const ZelWatermark::Position position : allCases<ZelWatermark::Position>())
+        EXPECT_EQ(fromRawValue<ZelWatermark::Position>(rawValue(position)), position) << displayName(position);
+    EXPECT_EQ(encode(decode<ZelColor255>(R"({"a":4,"b":3,"g":2,"r":1})")), R"({"r":1,"g":2,"b":3,"a":4})");
+    EXPECT_THROW((void)decode<ZelCanvas>("[]"), ZelDecodingError); // caught across the border of the library
+}
+
+} // namespace
+} // namespace zel

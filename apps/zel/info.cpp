@@ -110,21 +110,26 @@ Row rowOf(const std::string& name, const Facts& facts)
     return row;
 }
 
-/// Columns as wide as their widest cell, two blanks apart.
-std::string tableText(const std::vector<Row>& rows)
+/// Columns as wide as their widest cell, two blanks apart; nothing where there is no row but empty ones.
+std::string tableText(std::vector<Row> rows, bool withAverage)
 {
-    std::vector<std::size_t> widths;
-    for (const auto& row : rows) {
-        widths.resize(std::max(widths.size(), row.size()));
+    rows.erase(std::remove(rows.begin(), rows.end(), Row()), rows.end());
+    if (rows.empty())
+        return {};
+    Row title = {"FILE", "PIXELS", "FORMAT", "BITS", "ALPHA", "PROFILE", "ORIENTATION", "POINTS", "FRAMES"};
+    if (withAverage)
+        title.emplace_back("AVERAGE");
+    rows.insert(rows.begin(), std::move(title));
+
+    std::vector<std::size_t> widths(rows.front().size());
+    for (const auto& row : rows)
         for (std::size_t i = 0; i < row.size(); ++i)
             widths[i] = std::max(widths[i], row[i].size());
-    }
     std::string text;
     for (const auto& row : rows) {
-        std::string line;
-        for (std::size_t i = 0; i < row.size(); ++i)
-            line += i + 1 < row.size() ? fmt::format("{:<{}}", row[i], widths[i] + 2) : row[i];
-        text += line + '\n';
+        for (std::size_t i = 0; i + 1 < row.size(); ++i)
+            text += fmt::format("{:<{}}", row[i], widths[i] + 2);
+        text += row.back() + '\n';
     }
     return text;
 }
@@ -168,19 +173,7 @@ int run(const Verb& verb, Words words)
         return outcome;
     };
     runAll(inputs.list.size(), together, work, reporter);
-    const int status = reporter.finish();
-    if (reports.json || reports.jsonl)
-        return status;
-
-    rows.erase(std::remove(rows.begin(), rows.end(), Row()), rows.end());
-    if (!rows.empty()) {
-        Row title = {"FILE", "PIXELS", "FORMAT", "BITS", "ALPHA", "PROFILE", "ORIENTATION", "POINTS", "FRAMES"};
-        if (withAverage)
-            title.emplace_back("AVERAGE");
-        rows.insert(rows.begin(), std::move(title));
-        writeOut(tableText(rows));
-    }
-    return status;
+    return reporter.finish([&](const std::vector<Outcome>&) { return tableText(rows, withAverage); });
 }
 
 } // namespace

@@ -28,7 +28,7 @@ std::string_view stateName(Outcome::State state)
 
 Json noteObject(const ZelNote& note)
 {
-    return {{"code", codeName(note.code)}, {"message", note.message}};
+    return {{"code", codeName(note.code)}, {"message", factOf(note)}};
 }
 
 void addOutcome(Json& object, const Outcome& outcome)

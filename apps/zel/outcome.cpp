@@ -10,15 +10,6 @@ namespace {
 
 constexpr std::string_view limitMark = ", the limit is ";
 
-/// The fact without the file's name in front, which the line has already.
-std::string_view factOf(const ZelNote& note)
-{
-    std::string_view fact = note.message;
-    if (!note.subject.empty() && fact.starts_with(note.subject) && fact.substr(note.subject.size()).starts_with(": "))
-        fact.remove_prefix(note.subject.size() + 2);
-    return fact;
-}
-
 /// The file or thing that a note is about, in the words of the command line.
 std::string subjectOf(const Outcome& outcome, const ZelNote& note)
 {
@@ -28,7 +19,8 @@ std::string subjectOf(const Outcome& outcome, const ZelNote& note)
     return outcome.input == "-" ? "standard input" : outcome.input;
 }
 
-/// The smallest --memory, in whole units of a size, that holds "3.2 GB"; empty where the fact names no such need.
+/// The smallest --memory, in whole units, that holds "3.2 GB" or "1024000000 bytes"; empty where the fact names no such
+/// need.
 std::string memoryFor(std::string_view fact)
 {
     constexpr std::string_view mark = " need ";
@@ -38,13 +30,17 @@ std::string memoryFor(std::string_view fact)
     const auto need = fact.substr(at + mark.size());
     double value = 0;
     const auto [end, error] = std::from_chars(need.data(), need.data() + need.size(), value);
-    const std::string_view unit(end, static_cast<std::size_t>(need.data() + need.size() - end));
-    if (error != std::errc() || unit.size() < 3)
+    if (error != std::errc())
         return {};
-    const auto letter = unit[1]; // behind the blank
-    if (letter == 'T')
-        return fmt::format("{:.0f}T", std::floor(value) + 1);
-    return letter == 'G' || letter == 'M' ? fmt::format("{:.0f}{}", std::floor(value) + 1, letter) : std::string();
+    auto unit = need.substr(static_cast<std::size_t>(end - need.data()));
+    unit = unit.substr(0, unit.find(','));
+    if (unit == " bytes") {
+        constexpr double mega = 1e6;
+        return fmt::format("{:.0f}M", std::floor(value / mega) + 1);
+    }
+    constexpr std::string_view letters = "MGT";
+    const bool isKnown = unit.size() == 3 && letters.find(unit[1]) != std::string_view::npos;
+    return isKnown ? fmt::format("{:.0f}{}", std::floor(value) + 1, unit[1]) : std::string();
 }
 
 /// The --max-pixels that lets in "20000 x 20000 are 400000000 pixels", in millions.
@@ -81,7 +77,7 @@ std::string remedyFor(const ZelNote& note)
     case ZelFailureCode::limit:
         return remedyForLimit(factOf(note));
     case ZelFailureCode::exists:
-        return "--force or --skip-existing";
+        return factOf(note) == existsAlready ? "--force or --skip-existing" : std::string();
     default:
         return {};
     }
@@ -148,6 +144,17 @@ int statusOf(ZelFailureCode code)
         return 1;
     }
     return 1;
+}
+
+std::string_view factOf(const ZelNote& note)
+{
+    const std::string_view fact = note.message;
+    const std::string_view path = note.subject;
+    const auto name = path.substr(path.rfind('/') + 1);
+    for (const auto& front : {path, name})
+        if (!front.empty() && fact.starts_with(front) && fact.substr(front.size()).starts_with(": "))
+            return fact.substr(front.size() + 2);
+    return fact;
 }
 
 std::string failureText(const Outcome& outcome)

@@ -24,11 +24,16 @@ struct Outcome {
     std::string line;                        ///< what --verbose says of it
 };
 
+/// The fact where flags help that let an output be replaced.
+inline constexpr std::string_view existsAlready = "exists already";
+
 /// "notFound"
 std::string_view codeName(ZelFailureCode code);
 /// The exit status of a single input that failed so.
 int statusOf(ZelFailureCode code);
 
+/// What a note says, without the name of the file that some begin with.
+std::string_view factOf(const ZelNote& note);
 /// "scan.tif: 28000 x 28000 pixels need 3.2 GB, the limit is 1.0 GB (hint: --memory 4G)": the file that the failure is
 /// about, the fact, the remedy where there is one.
 std::string failureText(const Outcome& outcome);

@@ -208,21 +208,22 @@ bool OutputPlan::replacesInput(const std::string& path, bool inPlace) const
     return true;
 }
 
-std::optional<std::string> OutputPlan::claim(std::size_t input, int width, int height)
+OutputPlan::Claim OutputPlan::claim(std::size_t input, int width, int height)
 {
     const auto& output = outputs_[input];
     if (!pattern_ || !pattern_->needsSize())
-        return output.path;
+        return {output.path, true};
     const auto& [stem, extension] = names_[input];
     auto path = pattern_->expand({stem, extension, input + 1, width, height});
     try {
         // Never in place: whether an input has been read already depends on the order in which threads come to it.
         (void)replacesInput(path, false);
     } catch (const UsageError&) {
-        return std::nullopt;
+        return {std::move(path), false};
     }
     const std::scoped_lock lock(mutex_);
-    return taken_.emplace(comparable(path), input).second ? std::optional(std::move(path)) : std::nullopt;
+    const bool isFree = taken_.emplace(comparable(path), input).second;
+    return {std::move(path), isFree};
 }
 
 } // namespace zel::program

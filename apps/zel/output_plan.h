@@ -25,9 +25,12 @@ public:
     [[nodiscard]] const Output& of(std::size_t input) const { return outputs_[input]; }
     [[nodiscard]] bool goesToStandardOutput() const { return kind_ == Kind::standardOutput; }
 
-    /// The output's name when the result's size is known, taken for this input; absent where the size made it the name
-    /// of another input or of another input's output. May be called from several threads.
-    [[nodiscard]] std::optional<std::string> claim(std::size_t input, int width, int height);
+    struct Claim {
+        std::string path;
+        bool isFree;      ///< false: it is the name of an input, or of another input's output
+    };
+    /// The output's name when the result's size is known, taken for this input. May be called from several threads.
+    [[nodiscard]] Claim claim(std::size_t input, int width, int height);
 
 private:
     enum class Kind { standardOutput, inPlace, file, folder, pattern };

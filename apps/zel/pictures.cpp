@@ -78,7 +78,7 @@ private:
         if (plan_.goesToStandardOutput() || (mayReplace && !skips) || !exists(path))
             return std::nullopt;
         if (!skips)
-            (void)fail(ZelFailureCode::exists, "write", "exists already", path);
+            (void)fail(ZelFailureCode::exists, "write", std::string(existsAlready), path);
         auto outcome = failed(input.name, path);
         if (skips)
             outcome.state = Outcome::State::skipped;
@@ -99,29 +99,29 @@ private:
     {
         const auto& input = inputs_.list[index];
         const auto& output = plan_.of(index);
-        const auto path = plan_.claim(index, size.width, size.height);
-        if (!path) {
-            (void)fail(ZelFailureCode::exists, "write", "another input has this name already", output.path);
-            return failed(input.name, output.path);
+        const auto [path, isFree] = plan_.claim(index, size.width, size.height);
+        if (!isFree) {
+            (void)fail(ZelFailureCode::exists, "write", "another picture of this run has this name", path);
+            return failed(input.name, path);
         }
-        if (*path != output.path)
-            if (auto refused = refuseExisting(input, *path, output.mayReplace))
+        if (path != output.path)
+            if (auto refused = refuseExisting(input, path, output.mayReplace))
                 return *refused;
         if (plan_.goesToStandardOutput())
             writeOut({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-        else if (!writeAtomically(URL::file(*path), bytes.span(), {.createFolders = true}))
-            return failed(input.name, *path);
+        else if (!writeAtomically(URL::file(path), bytes.span(), {.createFolders = true}))
+            return failed(input.name, path);
 
         Outcome outcome;
         outcome.input = input.name;
-        outcome.output = *path;
+        outcome.output = path;
         outcome.facts = std::make_shared<const Json>(Json{{"format", formatName(output.format)},
                                                           {"width", size.width},
                                                           {"height", size.height},
                                                           {"bytes", bytes.size()}});
         if (options_.reports.verbose)
-            outcome.line = fmt::format("{} -> {}: {} x {}, {}", input.name, *path, size.width, size.height,
-                                       byteText(bytes.size()));
+            outcome.line =
+                fmt::format("{} -> {}: {} x {}, {}", input.name, path, size.width, size.height, byteText(bytes.size()));
         return outcome;
     }
 
@@ -142,11 +142,13 @@ int sayFailure(std::string_view verb, const ZelNote& reason)
 }
 
 /// What a dry run says to people.
-void printPlan(const Inputs& inputs, const OutputPlan& plan, const std::vector<Outcome>& outcomes)
+std::string planText(const std::vector<Outcome>& outcomes)
 {
-    for (std::size_t i = 0; i < outcomes.size(); ++i)
-        if (outcomes[i].state == Outcome::State::planned)
-            writeOut(printable(fmt::format("{} -> {}", inputs.list[i].name, plan.of(i).path)) + "\n");
+    std::string text;
+    for (const auto& outcome : outcomes)
+        if (outcome.state == Outcome::State::planned)
+            text += printable(fmt::format("{} -> {}", outcome.input, outcome.output)) + '\n';
+    return text;
 }
 
 } // namespace
@@ -179,10 +181,7 @@ int runPictures(const Verb& verb, const PictureOptions& options, const PictureWo
     runAll(
         inputs.list.size(), together,
         [&](std::size_t input, const ZelReport& report) { return run.run(input, report); }, reporter);
-    const int status = reporter.finish();
-    if (options.outputs.dryRun && !options.reports.json && !options.reports.jsonl)
-        printPlan(inputs, plan, reporter.outcomes());
-    return status;
+    return reporter.finish(options.outputs.dryRun ? planText : Reporter::Text());
 }
 
 } // namespace zel::program

@@ -78,7 +78,7 @@ void Reporter::printLinesInOrder()
         writeOut(outcomeLine(verb_, outcomes_[printed_]));
 }
 
-int Reporter::finish()
+int Reporter::finish(const Text& text)
 {
     const std::scoped_lock lock(mutex_);
     bar_.clear();
@@ -87,6 +87,8 @@ int Reporter::finish()
             writeOut(outcomeLine(verb_, outcomes_[printed_]));
     if (options_.json)
         writeOut(outcomesDocument(verb_, outcomes_));
+    if (!options_.json && !options_.jsonl && text)
+        writeOut(text(outcomes_));
     const bool isTallyNews = outcomes_.size() > 1 && (count(Outcome::State::failed) > 0 || options_.verbose);
     if ((isTallyNews && !options_.quiet) || wasStopped())
         writeError(fmt::format("zel {}: {}", verb_, tally()));

@@ -2,6 +2,7 @@
 #include "outcome.h"
 #include "progress_bar.h"
 
+#include <functional>
 #include <mutex>
 
 namespace zel::program {
@@ -19,10 +20,10 @@ public:
     /// How far input `input` has come, 0 to 1.
     void progressed(std::size_t input, double fraction);
     void ended(std::size_t input, Outcome outcome);
+    /// What goes to standard output where no JSON was asked for, made from the outcomes in the order of the inputs.
+    using Text = std::function<std::string(const std::vector<Outcome>& outcomes)>;
     /// After the last one: what is left to say. Gives the exit status.
-    [[nodiscard]] int finish();
-    /// The outcomes in the order of the inputs, after `finish`.
-    [[nodiscard]] const std::vector<Outcome>& outcomes() const { return outcomes_; }
+    [[nodiscard]] int finish(const Text& text = {});
 
 private:
     void sayOnStandardError(const Outcome& outcome);

@@ -76,7 +76,7 @@ void passes(benchmark::State& state)
         makePlan({width, 24, 1600, 1, 4}, Kernel::lanczos3, zel::engine::whole, Alpha::premultiplied);
     TapRows<std::uint8_t> rows(24);
     const auto in = rows.gather(plan->rows.weights.data(), 24, [&](int k) { return from.pixels().row(k); });
-    ScratchRows<std::int16_t> middle(width, 1);
+    ScratchRows<std::int16_t> middle(width, 1, plan->columns.padded);
     PixelBuffer to(1600, 1);
     Kernels::verticalIn(in, middle.row(0), width * 4);
     for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores)

@@ -96,7 +96,7 @@ protected:
             SCOPED_TRACE(testing::Message() << c.from << " to " << c.to);
             const RowTaps taps(*makeAxis(c.from, c.to, 0, c.from, Kernel::lanczos3, Depth::weightBits),
                                8 * int{sizeof(Component)});
-            const auto values = static_cast<std::size_t>(c.from + pixelsBehindRow) * 4;
+            const auto values = static_cast<std::size_t>(c.from + taps.padded) * 4;
             test(taps, Row<Middle>(values, low, high, 1, 5));
         }
     }

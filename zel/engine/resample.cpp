@@ -31,7 +31,7 @@ template <class Depth>
 bool reduceBand(const Plan& plan, const ConstPixels& from, const Pixels& to, int first, int last)
 {
     using Component = typename Depth::Component;
-    ScratchRows<typename Depth::Middle> middle(plan.columnCount, 1);
+    ScratchRows<typename Depth::Middle> middle(plan.columnCount, 1, plan.columns.padded);
     TapRows<Component> rows(plan.rows.mostTaps());
     RowSums<Depth> sums(plan);
     if (!middle.valid() || !sums.valid())
@@ -60,7 +60,7 @@ bool enlargeBand(const Plan& plan, const ConstPixels& from, const Pixels& to, in
     using Component = typename Depth::Component;
     using Middle = typename Depth::Middle;
     const int kept = plan.rows.mostTaps();
-    ScratchRows<Middle> wide(plan.columnCount, 1);
+    ScratchRows<Middle> wide(plan.columnCount, 1, plan.columns.padded);
     ScratchRows<Middle> filtered(plan.toWidth(), kept); // source row y in row y % kept
     if (!wide.valid() || !filtered.valid())
         return false;

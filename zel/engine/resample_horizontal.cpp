@@ -120,7 +120,7 @@ private:
     const std::int16_t* in_;
     const Taps* taps_;
     const std::int16_t* pairs_;
-    const std::uint32_t* arrangedAt_;
+    const std::size_t* arrangedAt_;
     std::size_t padded_;
 };
 

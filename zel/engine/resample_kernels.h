@@ -62,8 +62,8 @@ private:
     std::vector<std::int32_t> pairs_;
 };
 
-/// Kernels along a row may read this many pixels behind its last one, whatever they hold.
-inline constexpr int pixelsBehindRow = 8;
+/// Taps along a row are taken in steps of this many.
+inline constexpr int tapsPerStep = 8;
 
 /// The positions along a row with their weights, also in the arrangement that the kernels like best.
 struct RowTaps {
@@ -71,9 +71,9 @@ struct RowTaps {
     RowTaps(Axis positions, int bits);
 
     Axis axis;
-    int padded = 0; ///< 2 where no position has more taps, else the most rounded up to whole `pixelsBehindRow`
+    int padded = 0; ///< taps that are read of every position: 2, or the most rounded up to whole `tapsPerStep`
     /// Position → where its weights begin in `pairs` or `fours`; one behind another where `padded` is 2.
-    std::vector<std::uint32_t> arrangedAt;
+    std::vector<std::size_t> arrangedAt;
     std::vector<std::int16_t> pairs; ///< for 8 bits: for every two taps both weights, four times over; zeros behind
     std::vector<std::int32_t> fours; ///< for 16 bits: for every tap its weight, four times over; zeros behind
 };
@@ -86,8 +86,8 @@ enum class Hold { range, alpha };
 enum class Store { cached, streamed };
 
 /// The definition of the kernels; `Kernels` gives the same through SIMD. `half` is 1 << (shift - 1): results are
-/// rounded to nearest. `count` is of components. Nothing is read or written outside what the formulas say, but for
-/// `pixelsBehindRow`.
+/// rounded to nearest. `count` is of components. Nothing is read or written outside what the formulas say, but that
+/// the horizontal ones read `padded` pixels from where a position begins, whatever they hold.
 template <class Depth>
 struct ReferenceKernels {
     using Component = typename Depth::Component;

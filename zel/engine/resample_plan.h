@@ -33,20 +33,24 @@ std::optional<Plan> makePlan(const RowResamplerSizes& sizes, Kernel kernel, cons
 /// Rows of the result that are copies of source pixels: `in` is the source row, from its first pixel.
 void copyRow(const Plan& plan, const std::uint8_t* in, std::uint8_t* out, int bytesPerPixel);
 
-/// Rows of values for one thread: `count` rows of `pixels` pixels and what kernels may read behind them.
+/// Rows of values between the passes: `count` rows of `pixels` pixels, and zeros for what kernels read behind them.
 template <class Value>
 class ScratchRows {
 public:
-    ScratchRows(int pixels, int count) : buffer_(pixels + pixelsBehindRow, count, 4 * sizeof(Value))
+    ScratchRows(int pixels, int count, int behind = 0) : buffer_(sumOrNone(pixels, behind), count, 4 * sizeof(Value))
     {
         for (int i = 0; i < count && valid(); ++i)
-            std::fill_n(row(i) + 4 * static_cast<std::ptrdiff_t>(pixels), 4 * pixelsBehindRow, Value{});
+            std::fill_n(row(i) + 4 * static_cast<std::ptrdiff_t>(pixels), 4 * static_cast<std::ptrdiff_t>(behind),
+                        Value{});
     }
 
     [[nodiscard]] bool valid() const { return !buffer_.empty(); }
     [[nodiscard]] Value* row(int i) { return reinterpret_cast<Value*>(buffer_.pixels().row(i)); }
 
 private:
+    /// 0, which no buffer has, where the sum is too large.
+    static int sumOrNone(int a, int b) { return a > std::numeric_limits<int>::max() - b ? 0 : a + b; }
+
     PixelBuffer buffer_;
 };
 

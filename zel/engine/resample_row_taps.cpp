@@ -5,17 +5,17 @@ namespace zel::engine {
 RowTaps::RowTaps(Axis positions, int bits) : axis(std::move(positions))
 {
     const int most = axis.mostTaps();
-    padded = most <= 2 ? 2 : (most + pixelsBehindRow - 1) / pixelsBehindRow * pixelsBehindRow;
-    constexpr std::uint32_t unknown = ~0U;
-    std::vector<std::uint32_t> known(axis.weights.size(),
-                                     unknown); // positions that share weights share what is arranged
-    std::uint32_t next = 0;
+    padded = most <= 2 ? 2 : (most + tapsPerStep - 1) / tapsPerStep * tapsPerStep;
+    constexpr auto unknown = static_cast<std::size_t>(-1);
+    std::vector<std::size_t> known(axis.weights.size(),
+                                   unknown); // positions that share weights share what is arranged
+    std::size_t next = 0;
     arrangedAt.reserve(axis.taps.size());
     for (const Taps& taps : axis.taps) {
-        std::uint32_t& at = known[taps.offset];
+        std::size_t& at = known[taps.offset];
         if (at == unknown || padded == 2) {
             at = next;
-            next += static_cast<std::uint32_t>(padded) * 4;
+            next += static_cast<std::size_t>(padded) * 4;
         }
         arrangedAt.push_back(at);
     }

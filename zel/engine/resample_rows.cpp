@@ -151,7 +151,10 @@ public:
 
 private:
     struct Scratch {
-        explicit Scratch(const Plan& plan) : middle(plan.columnCount, 1), rows(plan.rows.mostTaps()) {}
+        explicit Scratch(const Plan& plan)
+            : middle(plan.columnCount, 1, plan.columns.padded), rows(plan.rows.mostTaps())
+        {
+        }
         [[nodiscard]] bool valid() const { return middle.valid(); }
 
         ScratchRows<Middle> middle;
@@ -216,7 +219,7 @@ private:
 
     bool takeFew(int first, const ConstPixels& rows)
     {
-        const auto makeWide = [&] { return ScratchRows<Middle>(plan().columnCount, 1); };
+        const auto makeWide = [&] { return ScratchRows<Middle>(plan().columnCount, 1, plan().columns.padded); };
         if (!forRows(first, rows.height, makeWide, [&](int y, ScratchRows<Middle>& wide) {
                 const auto* in = componentsAt<Component>(rows.row(y - first), plan().firstColumn);
                 Kernels<Depth>::widen(in, wide.row(0), plan().fromComponents());

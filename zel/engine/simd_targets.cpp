@@ -1,5 +1,8 @@
-#include <atomic>
 #include <hwy/targets.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
 
 #if HWY_ARCH_X86
 #include <cpuid.h>
@@ -97,6 +100,13 @@ ChosenTarget& GetChosenTarget()
 {
     static ChosenTarget chosen;
     return chosen;
+}
+
+// Where Highway's own checks end, which only builds for debugging and with sanitizers make.
+void Abort(const char* file, int line, const char* format, ...)
+{
+    std::fprintf(stderr, "%s:%d: %s\n", file, line, format);
+    std::abort();
 }
 
 } // namespace hwy

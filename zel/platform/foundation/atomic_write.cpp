@@ -85,7 +85,7 @@ Reason enter(const FileHandle* from, const std::string& path, Place& place)
     if (!isSafeComponent(place.name))
         return place.name.size() > 255 ? "the name is too long" : "it names no file";
     const std::string folder = slash == std::string::npos ? "." : path.substr(0, std::max<std::size_t>(slash, 1));
-    if (const Reason reason = openFolder(from, folder, place); !reason.empty())
+    if (Reason reason = openFolder(from, folder, place); !reason.empty())
         return reason;
     return lookAt(place);
 }
@@ -122,7 +122,7 @@ Reason makeFolders(const std::string& folder)
     const std::size_t slash = folder.find_last_of('/', folder.find_last_not_of('/'));
     if (slash == 0)
         return "the folder cannot be made: " + errorText(ENOENT);
-    if (const Reason reason = makeFolders(folder.substr(0, slash)); !reason.empty())
+    if (Reason reason = makeFolders(folder.substr(0, slash)); !reason.empty())
         return reason;
     if (fileCalls().mkdir(folder.c_str(), permissions) == 0 || errno == EEXIST)
         return {};

@@ -27,7 +27,7 @@ public:
 
     struct Claim {
         std::string path;
-        bool isFree;      ///< false: it is the name of an input, or of another input's output
+        bool isFree; ///< false: it is the name of an input, or of another input's output
     };
     /// The output's name when the result's size is known, taken for this input. May be called from several threads.
     [[nodiscard]] Claim claim(std::size_t input, int width, int height);

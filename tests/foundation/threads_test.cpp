@@ -57,6 +57,35 @@ TEST(Queue, RunsSixteenThatWaitForOneAnother)
         EXPECT_TRUE(one.get());
 }
 
+TEST(Queue, TasksMayWaitForWhatTheyHandOut)
+{
+    // Sixteen are under way at once, each waiting for a task that needs a thread, and that one for another.
+    Gathering all(16);
+    std::vector<std::future<int>> outer;
+    for (int i = 0; i < 48; ++i)
+        outer.push_back(async([&, i] {
+            if (i < 16)
+                all.meet();
+            return async([i] { return async([i] { return i; }).get() + 1; }).get() + 1;
+        }));
+    for (int i = 0; i < 48; ++i)
+        EXPECT_EQ(outer[static_cast<std::size_t>(i)].get(), i + 2);
+    // What runs in place fails as it does elsewhere, and its notes arrive.
+    const ZelReport report;
+    std::vector<std::future<int>> failing;
+    for (int i = 0; i < 32; ++i)
+        failing.push_back(async([]() -> int {
+            return async([]() -> int {
+                       warn(ZelFailureCode::limit, "inner", "noted");
+                       throw std::invalid_argument("x");
+                   })
+                .get();
+        }));
+    for (auto& one : failing)
+        EXPECT_THROW(one.get(), std::invalid_argument);
+    EXPECT_EQ(report.notes().size(), 32U);
+}
+
 TEST(Queue, NeverRunsMoreThanSixteen)
 {
     std::atomic<int> running = 0, most = 0;

@@ -9,6 +9,10 @@
 
 namespace zel {
 
+/// True on a thread of the background pool while all its threads are busy: a task that waits there for another one
+/// could wait for ever.
+bool poolIsExhausted();
+
 /// Runs `work` on the background pool and gives its result, or what it threw, to a future. Notes, progress and limits
 /// are those of the calling thread; they have arrived before the future is ready. (The last failure of the thread that
 /// asks for the result stays its own: reports are the way to the notes of asynchronous work.)
@@ -20,7 +24,7 @@ auto async(F work) -> std::future<std::invoke_result_t<F&>>
     auto promise = std::make_shared<std::promise<Result>>();
     auto task = std::make_shared<F>(std::move(work));
     std::future<Result> result = promise->get_future();
-    Queue::execute({.fast = true}, [promise, task]() mutable {
+    auto run = [promise, task]() mutable {
         try {
             if constexpr (std::is_void_v<Result>) {
                 (*task)();
@@ -35,7 +39,12 @@ auto async(F work) -> std::future<std::invoke_result_t<F&>>
         } catch (...) {
             promise->set_exception(std::current_exception());
         }
-    });
+    };
+    task.reset();
+    if (poolIsExhausted())
+        run();
+    else
+        Queue::execute({.fast = true}, std::move(run));
     return result;
 }
 

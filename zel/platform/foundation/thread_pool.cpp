@@ -1,3 +1,4 @@
+#include <zel/platform/foundation/async.h>
 #include <zel/platform/foundation/notes.h>
 #include <zel/platform/foundation/threads.h>
 
@@ -61,6 +62,14 @@ public:
             threads_ == 0)
             inPlace_ = true;
         wake_.notify_one();
+    }
+
+    bool isExhausted()
+    {
+        if (!isPoolThread_)
+            return false;
+        const std::scoped_lock lock(mutex_);
+        return threads_ == mostThreads && fast_.size() + slow_.size() >= static_cast<std::size_t>(threads_ - running_);
     }
 
     /// Where the system grants no thread at all, tasks run on the thread that hands them out.
@@ -144,6 +153,11 @@ private:
 thread_local bool Pool::isPoolThread_ = false;
 
 } // namespace
+
+bool poolIsExhausted()
+{
+    return Pool::instance().isExhausted();
+}
 
 void Queue::execute(ExecuteFast options, std::function<void()> task)
 {

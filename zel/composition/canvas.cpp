@@ -1,5 +1,6 @@
 #include <zel/composition/canvas.h>
 
+#include <zel/platform/foundation/address_policy.h>
 #include <zel/platform/foundation/async.h>
 #include <zel/platform/foundation/guards.h>
 #include <zel/platform/foundation/identifiers.h>
@@ -38,7 +39,8 @@ std::optional<URL> addressOf(const ZelCanvasLayer::Source& source, const Ref<Zel
 {
     switch (source.identification) {
     case ZelCanvasLayer::Source::Identification::url:
-        return source.url;
+        // The canvas may have come from a stranger.
+        return source.url && AddressPolicy::allows(*source.url, "loadAllLayers") ? source.url : std::nullopt;
     case ZelCanvasLayer::Source::Identification::shareAppId:
         if (source.shareAppId && shareApp)
             return shareApp->url({.forId = *source.shareAppId, .downloadRemote = false}).get();

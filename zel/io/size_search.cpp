@@ -10,6 +10,7 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
 #include <map>
 #include <set>
 
@@ -65,6 +66,44 @@ private:
     std::set<double> told_;
 };
 
+/// Counts a picture's bytes at qualities, and keeps those of the probe that came nearest to the wanted size: they are
+/// nearly always the answer.
+class NearestJpeg {
+public:
+    NearestJpeg(const JpegEncoder& encoder, std::int64_t wanted)
+        : encoder_(encoder), target_(static_cast<double>(wanted) * 0.975)
+    {
+    }
+
+    std::optional<std::uint64_t> count(double quality, std::uint64_t limit)
+    {
+        // The ends of the range are far from most answers, and the best quality is large.
+        if (quality <= 0 || quality >= 1)
+            return encoder_.countBytes(quality, limit);
+        std::optional<Data> bytes = encoder_.encode(quality);
+        if (!bytes)
+            return std::nullopt;
+        const std::size_t size = bytes->size();
+        if (!kept_ || distance(size) < distance(kept_->size())) {
+            kept_ = std::move(bytes);
+            quality_ = quality;
+        }
+        return size;
+    }
+    std::optional<Data> at(double quality)
+    {
+        return kept_ && quality_ == quality ? std::move(kept_) : encoder_.encode(quality);
+    }
+
+private:
+    [[nodiscard]] double distance(std::size_t size) const { return std::fabs(static_cast<double>(size) - target_); }
+
+    const JpegEncoder& encoder_;
+    double target_;
+    std::optional<Data> kept_;
+    double quality_ = 0;
+};
+
 } // namespace
 
 std::optional<SizeDecision> decideQuality(const ByteCount& count, std::int64_t wanted, SizeRule rule)
@@ -98,12 +137,13 @@ std::optional<Data> jpegWithin(const Ref<ZelImage>& image, std::int64_t wanted, 
         const Ref<JpegEncoder> encoder = rep ? JpegEncoder::make(rep->cgImage()) : nullptr;
         if (!encoder)
             return std::nullopt;
-        const auto count = [&](double quality, std::uint64_t limit) { return encoder->countBytes(quality, limit); };
-        const auto decision = decideQuality(count, wanted, rule);
+        NearestJpeg nearest(*encoder, wanted);
+        const auto decision = decideQuality(
+            [&](double quality, std::uint64_t limit) { return nearest.count(quality, limit); }, wanted, rule);
         if (!decision)
             return std::nullopt;
         if (!decision->shrink)
-            return encoder->encode(decision->quality);
+            return nearest.at(decision->quality);
         const CGSize smaller = boundToInt(current->size * 0.9);
         if (!(smaller.width >= 1 && smaller.height >= 1))
             return fail(ZelFailureCode::limit, "save", fmt::format("even one pixel takes more than {} bytes", wanted));

@@ -77,7 +77,9 @@ HWY_INLINE V8 divided(D8 d8, V8 pixels)
     const auto alpha = hn::ShiftRight<24>(held);
     // The reciprocal is off by 2^-24 of itself, products by as much again: together less than 0.0001. Results that are
     // not a half are further than 0.0019 from one, so a share of that makes halves go up and nothing else change.
-    const auto reciprocal = hn::Div(hn::Set(df, 255.0f), hn::ConvertTo(df, hn::BitCast(di32, alpha)));
+    // An alpha of 0 divides by 1 instead: its components are 0 here, and 0 ÷ 0 has no integer.
+    const auto divisor = hn::Max(hn::ConvertTo(df, hn::BitCast(di32, alpha)), hn::Set(df, 1.0f));
+    const auto reciprocal = hn::Div(hn::Set(df, 255.0f), divisor);
     const auto over = [&](auto component) {
         const auto value = hn::Mul(hn::ConvertTo(df, hn::BitCast(di32, component)), reciprocal);
         return hn::BitCast(d32, hn::ConvertTo(di32, hn::Add(value, hn::Set(df, 0.5009f))));
@@ -149,7 +151,8 @@ HWY_INLINE V16 deepDivided(D16 d16, V16 pixels)
     const auto halves = halvesOf(d16, pixels);
     const auto alpha = deepAlpha(d16, pixels);
     const auto twice = hn::Add(alpha, alpha);
-    const auto reciprocal = hn::Div(hn::Set(df, 65535.0f), hn::ConvertTo(df, hn::BitCast(di32, alpha)));
+    const auto divisor = hn::Max(hn::ConvertTo(df, hn::BitCast(di32, alpha)), hn::Set(df, 1.0f)); // as above
+    const auto reciprocal = hn::Div(hn::Set(df, 65535.0f), divisor);
     // The quotient of floats may be off by one; what is left over, small whatever wraps in 32 bits, tells which way.
     const auto over = [&](auto component) {
         const auto held = hn::Min(component, alpha);

@@ -2,16 +2,12 @@
 
 #include <zel/composition/canvas.h>
 #include <zel/core/geometry.h>
-#include <zel/engine/convert.h>
-#include <zel/engine/mean.h>
 #include <zel/platform/foundation/console.h>
 #include <zel/platform/foundation/guards.h>
 #include <zel/platform/foundation/identifiers.h>
 #include <zel/platform/foundation/notes.h>
 #include <zel/platform/foundation/number_text.h>
-#include <zel/platform/graphics/color_space.h>
-#include <zel/platform/graphics/image_rows.h>
-#include <zel/platform/graphics/render.h>
+#include <zel/platform/graphics/mean_color.h>
 #include <zel/platform/images/draw.h>
 #include <zel/platform/images/target_image.h>
 
@@ -73,35 +69,6 @@ Ref<ZelImage> drawnThroughCanvas(const Ref<ZelImage>& image, CGSize target, ZelS
     if (!exact->cgImage())
         return nullptr;
     return makeZelImage(exact);
-}
-
-/// Every pixel's part in the mean, in sRGB.
-std::optional<std::array<double, 4>> meanOf(const CGImage& image)
-{
-    const auto transform = ColorTransform::toSrgb(image.layout().colorSpace);
-    engine::PixelLayout layout = pixelLayout(image.layout());
-    engine::MeanAccumulator mean;
-    engine::PixelBuffer band;
-    const engine::PixelLayout straight{.alphaFirst = false,
-                                       .alpha = engine::PixelLayout::Alpha::straight,
-                                       .bytesPerComponent = layout.bytesPerComponent};
-    const bool good = readRows(image, [&](int, const engine::ConstPixels& rows) {
-        if (!transform) {
-            mean.add(rows, layout);
-            return true;
-        }
-        if (band.empty() || std::as_const(band).pixels().height < rows.height)
-            band = engine::PixelBuffer(rows.width, rows.height, rows.bytesPerPixel);
-        if (band.empty())
-            return static_cast<bool>(fail(ZelFailureCode::outOfMemory, "reduce", "no memory for a band of rows"));
-        const engine::Pixels converted = band.pixels().rows(0, rows.height);
-        if (!engine::convert(rows, layout, converted, straight))
-            return false;
-        transform->apply(converted, converted);
-        mean.add(converted, straight);
-        return true;
-    });
-    return good ? std::optional(mean.mean()) : std::nullopt;
 }
 
 } // namespace
@@ -243,7 +210,7 @@ Ref<ZelImage> reduceImageTo1x1Pixels(const Ref<ZelImage>& image)
         (void)failAbsentInput("reduce");
         return image;
     }
-    const auto mean = meanOf(*image->cgImage);
+    const auto mean = meanColor(*image->cgImage);
     if (!mean)
         return image;
     std::vector<std::uint8_t> pixel;

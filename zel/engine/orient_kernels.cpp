@@ -3,6 +3,7 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "zel/engine/orient_kernels.cpp"
 #include <hwy/foreach_target.h>
+#include <hwy/cache_control.h>
 #include <hwy/highway.h>
 
 #include <algorithm>
@@ -80,8 +81,18 @@ HWY_INLINE void transposeDeepBlock(D64 d64, const std::uint8_t* from, std::ptrdi
     hn::StoreU(hn::BitCast(d8, hn::InterleaveUpper(d64, a, b)), d8, to + toStride);
 }
 
+constexpr int cacheLine = 64;
+constexpr int tileWidth = 64; ///< of the result
+
+/// Bytes from a pixel of this tile to the same of the next one; 0 where there is none.
+struct NextTile {
+    std::ptrdiff_t from, to;
+};
+
+/// A tile of the result, as many rows high as a cache line has pixels: each line of the source is then read once. Rows
+/// lie too far apart for the processor to see coming what is next, so both sides of the next tile are asked for.
 template <class Pixel>
-void transposeTile(const ConstPixels& from, const Pixels& to)
+void transposeTile(const ConstPixels& from, const Pixels& to, NextTile next)
 {
     const hn::ScalableTag<Pixel> d;
     constexpr int columns = 16 / static_cast<int>(sizeof(Pixel)); // of the source, rows of the result
@@ -90,6 +101,10 @@ void transposeTile(const ConstPixels& from, const Pixels& to)
     const int wholeRows = to.width / rows * rows;
     for (int y = 0; y < wholeColumns; y += columns) {
         for (int x = 0; x < wholeRows; x += rows) {
+            for (int row = x; y == 0 && row < x + rows; ++row)
+                hwy::Prefetch(from.at(0, row) + next.from);
+            for (int row = y; row < y + columns; ++row)
+                hwy::Prefetch(to.at(x, row) + next.to);
             if constexpr (sizeof(Pixel) == 4)
                 transposeBlock(d, from.at(y, x), from.stride, to.at(x, y), to.stride);
             else
@@ -104,36 +119,44 @@ void transposeTile(const ConstPixels& from, const Pixels& to)
     rest(0, wholeColumns, to.width, to.height - wholeColumns);
 }
 
-constexpr int tileSide = 64; // pixels: 16 KiB or 32 KiB on each side stay in the first cache
+template <class Pixel>
+void transposeEach(const ConstPixels& from, const Pixels& to)
+{
+    constexpr int tileHeight = cacheLine / static_cast<int>(sizeof(Pixel));
+    for (int y = 0; y < to.height; y += tileHeight) {
+        for (int x = 0; x < to.width; x += tileWidth) {
+            const int width = std::min(tileWidth, to.width - x);
+            const int height = std::min(tileHeight, to.height - y);
+            const bool more = x + 2 * tileWidth <= to.width;
+            const NextTile next{more ? tileWidth * from.stride : 0, more ? tileWidth * to.bytesPerPixel : 0};
+            transposeTile<Pixel>(from.part(y, x, height, width), to.part(x, y, width, height), next);
+        }
+    }
+}
 
 void transposeAll(const ConstPixels& from, const Pixels& to)
 {
-    for (int y = 0; y < to.height; y += tileSide) {
-        for (int x = 0; x < to.width; x += tileSide) {
-            const int width = std::min(tileSide, to.width - x);
-            const int height = std::min(tileSide, to.height - y);
-            if (to.bytesPerPixel == 4)
-                transposeTile<std::uint32_t>(from.part(y, x, height, width), to.part(x, y, width, height));
-            else
-                transposeTile<std::uint64_t>(from.part(y, x, height, width), to.part(x, y, width, height));
-        }
-    }
+    if (to.bytesPerPixel == 4)
+        transposeEach<std::uint32_t>(from, to);
+    else
+        transposeEach<std::uint64_t>(from, to);
 }
 
 template <class Pixel>
 void mirrorEach(const ConstPixels& from, const Pixels& to)
 {
+    // Read forwards and written backwards: the other way round it takes twice the time.
     const hn::ScalableTag<Pixel> d;
     const hn::Repartition<std::uint8_t, decltype(d)> d8;
     const int lanes = static_cast<int>(hn::Lanes(d));
     for (int y = 0; y < to.height; ++y) {
         int x = 0;
         for (; x + lanes <= to.width; x += lanes) {
-            const auto pixels = hn::BitCast(d, hn::LoadU(d8, from.at(to.width - x - lanes, y)));
-            hn::StoreU(hn::BitCast(d8, hn::Reverse(d, pixels)), d8, to.at(x, y));
+            const auto pixels = hn::BitCast(d, hn::LoadU(d8, from.at(x, y)));
+            hn::StoreU(hn::BitCast(d8, hn::Reverse(d, pixels)), d8, to.at(to.width - x - lanes, y));
         }
         if (x < to.width)
-            mirrorRowsReference(from.part(0, y, to.width - x, 1), to.part(x, y, to.width - x, 1));
+            mirrorRowsReference(from.part(x, y, to.width - x, 1), to.part(0, y, to.width - x, 1));
     }
 }
 

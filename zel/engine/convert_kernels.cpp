@@ -75,22 +75,22 @@ HWY_INLINE V8 divided(D8 d8, V8 pixels)
         return pixels;
     const auto held = hn::BitCast(d32, hn::Min(pixels, alphaEverywhere)); // no component above 255 afterwards
     const auto alpha = hn::ShiftRight<24>(held);
-    // The reciprocal is off by 2^-24 of itself, products by as much again: together less than 0.0001. Results that are
-    // not a half are further than 0.0019 from one, so a share of that makes halves go up and nothing else change.
-    // An alpha of 0 divides by 1 instead: its components are 0 here, and 0 ÷ 0 has no integer.
+    // Quotients are off by less than 2^-22 of themselves, and those that are not a half are further than 0.0019 from
+    // one. Raising them all by 2^-19 of themselves therefore makes halves go up and changes nothing else. Adding 2^23
+    // rounds to nearest and leaves the whole number in the lowest bits.
+    // An alpha of 0 divides by 1 instead: its components are 0 here, and 0 ÷ 0 is no number.
     const auto divisor = hn::Max(hn::ConvertTo(df, hn::BitCast(di32, alpha)), hn::Set(df, 1.0f));
-    const auto reciprocal = hn::Div(hn::Set(df, 255.0f), divisor);
+    const auto reciprocal = hn::Div(hn::Set(df, 255.0f + 255.0f / 524288), divisor);
+    const auto byte = hn::Set(d32, 255);
     const auto over = [&](auto component) {
         const auto value = hn::Mul(hn::ConvertTo(df, hn::BitCast(di32, component)), reciprocal);
-        return hn::BitCast(d32, hn::ConvertTo(di32, hn::Add(value, hn::Set(df, 0.5009f))));
+        return hn::BitCast(d32, hn::Add(value, hn::Set(df, 8388608.0f)));
     };
-    const auto byte = hn::Set(d32, 255);
-    const auto red = over(hn::And(held, byte));
-    const auto green = over(hn::And(hn::ShiftRight<8>(held), byte));
-    const auto blue = over(hn::And(hn::ShiftRight<16>(held), byte));
-    const auto color = hn::Or(red, hn::Or(hn::ShiftLeft<8>(green), hn::ShiftLeft<16>(blue)));
-    const auto result = hn::Or(color, hn::ShiftLeft<24>(alpha));
-    return hn::BitCast(d8, hn::IfThenZeroElse(hn::Eq(alpha, hn::Zero(d32)), result));
+    const auto red = hn::And(over(hn::And(held, byte)), byte);
+    const auto green = hn::ShiftLeft<8>(over(hn::And(hn::ShiftRight<8>(held), byte)));
+    const auto blue = hn::ShiftLeft<16>(over(hn::And(hn::ShiftRight<16>(held), byte)));
+    const auto result = hn::Or(hn::Or(red, green), hn::Or(blue, hn::And(held, hn::Set(d32, 0xFF000000u))));
+    return hn::BitCast(d8, result);
 }
 
 /// Components of 16 bits: `V16` holds pixels in the order red, green, blue, alpha.
@@ -150,20 +150,25 @@ HWY_INLINE V16 deepDivided(D16 d16, V16 pixels)
     const hn::Repartition<float, D16> df;
     const auto halves = halvesOf(d16, pixels);
     const auto alpha = deepAlpha(d16, pixels);
+    if (hn::AllTrue(d32, hn::Eq(alpha, hn::Set(d32, 65535))))
+        return pixels;
     const auto twice = hn::Add(alpha, alpha);
     const auto divisor = hn::Max(hn::ConvertTo(df, hn::BitCast(di32, alpha)), hn::Set(df, 1.0f)); // as above
     const auto reciprocal = hn::Div(hn::Set(df, 65535.0f), divisor);
-    // The quotient of floats may be off by one; what is left over, small whatever wraps in 32 bits, tells which way.
+    const auto visible = hn::VecFromMask(d32, hn::Ne(alpha, hn::Zero(d32)));
+    // The quotient of floats, rounded by adding 2^23, may be off by one; what is left over, small whatever wraps in 32
+    // bits, tells which way: its sign, and the sign of what it lacks to one more.
     const auto over = [&](auto component) {
         const auto held = hn::Min(component, alpha);
-        const auto guess = hn::ConvertTo(
-            di32, hn::Add(hn::Mul(hn::ConvertTo(df, hn::BitCast(di32, held)), reciprocal), hn::Set(df, 0.5f)));
+        const auto value = hn::Mul(hn::ConvertTo(df, hn::BitCast(di32, held)), reciprocal);
+        const auto bits = hn::BitCast(d32, hn::Add(value, hn::Set(df, 8388608.0f)));
+        const auto guess = hn::And(bits, hn::Set(d32, 0x1FFFF));
         const auto wanted = hn::Add(hn::Mul(held, hn::Set(d32, 2 * 65535)), alpha);
-        const auto left = hn::BitCast(di32, hn::Sub(wanted, hn::Mul(twice, hn::BitCast(d32, guess))));
-        const auto lower = hn::VecFromMask(di32, hn::Lt(left, hn::Zero(di32)));            // -1 or 0
-        const auto higher = hn::VecFromMask(di32, hn::Gt(hn::BitCast(di32, twice), left)); // -1 or 0
-        const auto exact = hn::Add(hn::Add(guess, lower), hn::Add(higher, hn::Set(di32, 1)));
-        return hn::BitCast(d32, hn::IfThenZeroElse(hn::Eq(hn::BitCast(di32, alpha), hn::Zero(di32)), exact));
+        const auto left = hn::Sub(wanted, hn::Mul(twice, guess));
+        const auto lower = hn::ShiftRight<31>(hn::BitCast(di32, left));                  // -1 or 0
+        const auto enough = hn::ShiftRight<31>(hn::BitCast(di32, hn::Sub(left, twice))); // -1 or 0
+        const auto change = hn::BitCast(d32, hn::Add(hn::Add(lower, enough), hn::Set(di32, 1)));
+        return hn::And(hn::Add(guess, change), visible);
     };
     const auto greenAlpha = hn::IfThenElse(hn::MaskFromVec(alphaLanes(d16)), alpha, over(halves.greenAlpha));
     return hn::BitCast(d16, hn::Or(over(halves.redBlue), hn::ShiftLeft<16>(greenAlpha)));

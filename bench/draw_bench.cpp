@@ -4,6 +4,8 @@
 #include <zel/engine/blend.h>
 #include <zel/engine/convert.h>
 #include <zel/engine/convert_packed.h>
+#include <zel/engine/convolve.h>
+#include <zel/engine/convolve_kernels.h>
 #include <zel/engine/fill.h>
 #include <zel/engine/mean.h>
 #include <zel/engine/orient.h>
@@ -122,6 +124,18 @@ ZEL_BENCH(turnedBy7, 4, 4, [](const ConstPixels& a, const Pixels& b) {
     const AffineMap map{c,  s, width / 2.0 * (1 - c) - height / 2.0 * s,
                         -s, c, height / 2.0 * (1 - c) + width / 2.0 * s};
     benchmark::DoNotOptimize(drawAffine(a, b, {map, 1, Rim::clear, Onto::replace}));
+});
+
+ZEL_BENCH(convolved, 4, 4, [](const ConstPixels& a, const Pixels& b) {
+    benchmark::DoNotOptimize(convolve(a, {{-1, -1, -1, -1, 11, -1, -1, -1, -1}, {}}, b));
+});
+ZEL_BENCH(convolvedWithLargeWeights, 4, 4, [](const ConstPixels& a, const Pixels& b) {
+    benchmark::DoNotOptimize(convolve(a, {{-1000, 0, 0, 0, 1003, 0, 0, 0, 0}, {}}, b));
+});
+ZEL_BENCH(convolvedByReference, 4, 4, [](const ConstPixels& a, const Pixels& b) {
+    for (int y = 1; y < a.height - 1; ++y)
+        convolveRowReference({{a.at(1, y - 1), a.at(1, y), a.at(1, y + 1)}, {-1, -1, -1, -1, 11, -1, -1, -1, -1}},
+                             b.at(1, y), static_cast<std::size_t>(a.width - 2) * 4);
 });
 
 /// 24-bit rows, as decoders give and encoders take them.

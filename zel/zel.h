@@ -5,7 +5,9 @@
 #include <zel/core/geometry.h>
 #include <zel/core/image.h>
 #include <zel/io/encode.h>
+#include <zel/operations/convolution.h>
 #include <zel/operations/resize.h>
+#include <zel/operations/rotate.h>
 #include <zel/operations/watermark.h>
 #include <zel/platform/foundation/coding.h>
 #include <zel/platform/foundation/console.h>

@@ -22,6 +22,8 @@ extern const Verb resizeVerb;
 extern const Verb thumbnailVerb;
 extern const Verb convertVerb;
 extern const Verb watermarkVerb;
+extern const Verb rotateVerb;
+extern const Verb convolveVerb;
 extern const Verb infoVerb;
 extern const Verb formatsVerb;
 extern const Verb versionVerb;

@@ -267,6 +267,43 @@ TEST(Pictures, WatermarkOpacityAndSettings)
     EXPECT_EQ(pixels[5 * 40 + 12][0], 255);
 }
 
+// Clockwise by a quarter turn, the left edge becomes the upper one: what was at (x, y) lies at (height - 1 - y, x).
+TEST(Pictures, TurnClockwise)
+{
+    const TemporaryFolder folder;
+    folder.put("a.png", pngFile(30, 20));
+    const struct {
+        const char* by;
+        Sides sides;
+        Pixel upperLeft;
+    } cases[] = {
+        {"0", {30, 20}, ramp(0, 0)},    {"90", {20, 30}, ramp(0, 19)},  {"180", {30, 20}, ramp(29, 19)},
+        {"270", {20, 30}, ramp(29, 0)}, {"-90", {20, 30}, ramp(29, 0)}, {"450", {20, 30}, ramp(0, 19)},
+        {"7", {33, 24}, {0, 0, 0, 0}}, // 30 cos 7° + 20 sin 7° = 32.2, 30 sin 7° + 20 cos 7° = 23.5; its corners are
+                                       // clear
+    };
+    for (const auto& [by, sides, upperLeft] : cases) {
+        SCOPED_TRACE(by);
+        const auto ended = zel(folder, {"rotate", "a.png", "-o", "b.png", "--by", by});
+        ASSERT_EQ(ended.status, 0) << ended.err;
+        ASSERT_EQ(sidesOf(folder.text("b.png")), sides);
+        EXPECT_EQ(pixelsOfFile(folder.text("b.png")).front(), upperLeft);
+    }
+}
+
+// Nine ones over three: the middle of a flat grey of 30 becomes 90, a corner has four of the nine.
+TEST(Pictures, AreConvolved)
+{
+    const TemporaryFolder folder;
+    folder.put("a.png", pngFile(4, 4, [](int, int) { return Pixel{30, 30, 30, 255}; }));
+    ASSERT_EQ(zel(folder, {"convolve", "a.png", "-o", "b.png", "--kernel", "1,1,1, 1,1,1, 1,1,1"}).status, 0);
+    const auto pixels = pixelsOfFile(folder.text("b.png"));
+    EXPECT_EQ(pixels[5], (Pixel{90, 90, 90, 255}));
+    EXPECT_EQ(pixels[0], (Pixel{40, 40, 40, 255}));
+    ASSERT_EQ(zel(folder, {"convolve", "a.png", "-o", "b.png", "--kernel", "-1 0 0 0 7 0 0 0 0"}).status, 0);
+    EXPECT_EQ(pixelsOfFile(folder.text("b.png"))[5], (Pixel{60, 60, 60, 255}));
+}
+
 TEST(Pictures, TheSameHoweverManyWork)
 {
     const TemporaryFolder folder;

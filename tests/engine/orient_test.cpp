@@ -86,6 +86,22 @@ TEST(Orient, FourQuarterTurnsAndEveryMirrorTwiceGiveThePictureBack)
     }
 }
 
+TEST(Orient, TwoMovesInOne)
+{
+    const TestPicture stored = lettered("abc/def", 4);
+    const auto oriented = [](const TestPicture& from, Orientation how) {
+        const bool swapped = swapsSides(how);
+        TestPicture to(swapped ? from.shape.height : from.shape.width, swapped ? from.shape.width : from.shape.height);
+        EXPECT_TRUE(orient(from.pixels(), how, to.pixels()));
+        return to;
+    };
+    for (const Orientation first : everyOrientation)
+        for (const Orientation second : everyOrientation)
+            EXPECT_EQ(letters(oriented(stored, composed(first, second)).pixels()),
+                      letters(oriented(oriented(stored, first), second).pixels()))
+                << static_cast<int>(first) << ", then " << static_cast<int>(second);
+}
+
 TEST(Orient, RefusesOtherSizesAndUnknownTags)
 {
     const TestPicture stored(3, 2);

@@ -54,6 +54,19 @@ const Case operations[] = {
      }},
     {"reduceImageTo1x1Pixels", [] { return isAbsent(ZelImageHelper::reduceImageTo1x1Pixels(none)); }},
     {"watermark", [] { return isAbsent(watermark(none, {.with = none, .using_ = {}})); }},
+    {"rotate by a quarter", [] { return isAbsent(rotate(none, ZelImage::RotationDirection::r180)); }},
+    {"rotate a bitmap", [] { return isAbsent(rotate(Ref<const CGImage>(), ZelImage::RotationDirection::none)); }},
+    {"rotate by degrees", [] { return isAbsent(rotate(none, {.degrees = 7})); }},
+    {"helper's rotate", [] { return isAbsent(ZelImageHelper::rotate(none, {.by = 7})); }},
+    {"convolve",
+     [] {
+         const ZelConvolution kernel({0, 0, 0}, {0, 3, 0}, {0, 0, 0});
+         return isAbsent(convolve(none, {.convolution = kernel}));
+     }},
+    {"convolve with a kernel",
+     [] {
+         return isAbsent(convolve(none, {.kernel = {0, 0, 0, 0, 3, 0, 0, 0, 0}}));
+     }},
     {"pngData", [] { return isAbsent(pngData(none)); }},
     {"jpegData", [] { return isAbsent(jpegData(none, {.quality = 0.5})); }},
     {"saveToPNG", [] { return isAbsent(saveToPNG(none, {.url = URL::file("absent.png")})); }},

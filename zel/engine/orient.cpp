@@ -37,7 +37,36 @@ void mirror(const ConstPixels& from, const Pixels& to)
                 [&](int first, int last) { mirrorRows(from.rows(first, last - first), to.rows(first, last - first)); });
 }
 
+/// An orientation as the moves it is made of, in this order.
+struct Moves {
+    bool transposes, mirrors, flips;
+};
+
+constexpr Orientation withoutTransposing[2][2] = {{Orientation::upright, Orientation::flipped},
+                                                  {Orientation::mirrored, Orientation::halfTurn}};
+constexpr Orientation transposing[2][2] = {{Orientation::transposed, Orientation::counterclockwise},
+                                           {Orientation::clockwise, Orientation::transversed}};
+
+Moves movesOf(Orientation orientation)
+{
+    const bool transposes = swapsSides(orientation);
+    for (const bool mirrors : {false, true})
+        for (const bool flips : {false, true})
+            if ((transposes ? transposing : withoutTransposing)[mirrors][flips] == orientation)
+                return {transposes, mirrors, flips};
+    return {};
+}
+
 } // namespace
+
+Orientation composed(Orientation first, Orientation second)
+{
+    const Moves before = movesOf(first), after = movesOf(second);
+    // To mirror and then transpose is to transpose and then flip.
+    const bool mirrors = after.mirrors != (after.transposes ? before.flips : before.mirrors);
+    const bool flips = after.flips != (after.transposes ? before.mirrors : before.flips);
+    return (before.transposes != after.transposes ? transposing : withoutTransposing)[mirrors][flips];
+}
 
 bool orient(const ConstPixels& from, Orientation orientation, const Pixels& to)
 {

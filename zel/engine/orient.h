@@ -22,6 +22,9 @@ enum class Orientation : std::uint8_t {
     return orientation >= Orientation::transposed;
 }
 
+/// What does in one move what `first` and after it `second` do.
+[[nodiscard]] Orientation composed(Orientation first, Orientation second);
+
 /// Writes `from` upright into `to`: pixels of 4 or 8 bytes, no overlap. False, and nothing written: no such
 /// orientation, or `to` has not the upright size or not the same bytes a pixel.
 [[nodiscard]] bool orient(const ConstPixels& from, Orientation orientation, const Pixels& to);

@@ -1,0 +1,50 @@
+#include "pictures.h"
+#include "quantity.h"
+
+#include <zel/operations/rotate.h>
+
+namespace zel::program {
+namespace {
+
+constexpr std::string_view examples = R"(Examples:
+  zel rotate photo.jpg -o turned.jpg --by 90
+  zel rotate *.jpg -o turned/ --by 180
+  zel rotate scan.png -o level.png --by -1.5
+)";
+
+constexpr std::string_view notes =
+    R"(Pictures turn clockwise; a number below 0 turns them the other way. Quarter turns move
+the samples as they are, in the picture's own depth and colours. Any other angle makes the picture larger, so that its
+corners fit; what is left around it is clear, and white in a JPEG unless --background says else.
+)";
+
+constexpr double largestAngle = 360'000;
+
+double readAngle(std::string_view text)
+{
+    return readNumber(text, -largestAngle, largestAngle);
+}
+
+int run(const Verb& verb, Words words)
+{
+    PictureOptions options;
+    std::optional<double> by;
+    Arguments arguments(verb);
+    arguments.section("Turn");
+    arguments.value("--by", "DEGREES", by, readAngle, "clockwise: 90, 180, 270, or any other number");
+    options.declare(arguments);
+    if (!arguments.parse(words))
+        return 0;
+    if (!by)
+        throw UsageError("no angle", "--by 90");
+    const auto step = [&](const Ref<ZelImage>& image) { return rotate(image, RotateDegrees{-*by}); };
+    return runPictures(verb, options, {[&] { return PictureStep(step); }, {}});
+}
+
+} // namespace
+
+const Verb rotateVerb = {
+    "rotate", "Pictures turned clockwise", "INPUT... -o OUTPUT --by DEGREES [flags]", examples, notes, run,
+};
+
+} // namespace zel::program

@@ -5,9 +5,11 @@
 #include <zel/core/geometry.h>
 #include <zel/core/image.h>
 #include <zel/io/encode.h>
+#include <zel/operations/chroma.h>
 #include <zel/operations/convolution.h>
 #include <zel/operations/resize.h>
 #include <zel/operations/rotate.h>
+#include <zel/operations/subjects.h>
 #include <zel/operations/watermark.h>
 #include <zel/platform/foundation/coding.h>
 #include <zel/platform/foundation/console.h>

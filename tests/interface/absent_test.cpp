@@ -67,6 +67,13 @@ const Case operations[] = {
      [] {
          return isAbsent(convolve(none, {.kernel = {0, 0, 0, 0, 3, 0, 0, 0, 0}}));
      }},
+    {"key", [] { return isAbsent(key(none, {.with = {}})); }},
+    {"fill", [] { return isAbsent(fill(none, {.with = {}})); }},
+    {"fillHoles", [] { return isAbsent(fillHoles(none, {.with = {}})); }},
+    {"fillHoles of a bitmap", [] { return isAbsent(fillHoles(Ref<const CGImage>(), {.fillColor = {}})); }},
+    {"subjects", [] { return isAbsent(zelFindSeparateSubjects(none, {.padding = 1})); }},
+    {"subjects of a bitmap",
+     [] { return zelFindSeparateSubjects(Ref<const CGImage>(), {.alphaThreshold = 1}).empty(); }},
     {"pngData", [] { return isAbsent(pngData(none)); }},
     {"jpegData", [] { return isAbsent(jpegData(none, {.quality = 0.5})); }},
     {"saveToPNG", [] { return isAbsent(saveToPNG(none, {.url = URL::file("absent.png")})); }},

@@ -19,6 +19,7 @@ struct CGImage::State {
     Ref<const PixelProvider> provider;
     Data given;                 // pixels that a host handed over
     engine::PixelBuffer own;    // pixels that we decoded or made
+    Ref<const void> owner;      // of pixels that lie in somebody else's memory, which it keeps alive
     engine::ConstPixels pixels; // valid once `decoded`
     std::atomic<bool> decoded = false;
     std::mutex filling;
@@ -153,7 +154,7 @@ const PictureFacts* CGImage::facts() const
 
 std::size_t CGImage::bytesPerRow() const
 {
-    if (!state_->given.empty())
+    if (!state_->given.empty() || state_->owner)
         return static_cast<std::size_t>(state_->pixels.stride);
     return static_cast<std::size_t>(width()) * static_cast<std::size_t>(zel::bytesPerPixel(layout()));
 }
@@ -177,6 +178,19 @@ Ref<const CGImage> makeImage(const CGImage::Layout& layout, engine::PixelBuffer 
     auto& state = CGImageAccess::state(*image);
     state.own = std::move(pixels);
     state.pixels = view;
+    state.decoded = true;
+    return image;
+}
+
+Ref<const CGImage> makeImage(const CGImage::Layout& layout, const engine::ConstPixels& pixels, Ref<const void> owner)
+{
+    if (!isSound(layout) || pixels.width != layout.width || pixels.height != layout.height || pixels.stride < 0 ||
+        pixels.bytesPerPixel != bytesPerPixel(layout) || !owner)
+        return nullptr;
+    const Ref<CGImage> image = CGImageAccess::create(layout);
+    auto& state = CGImageAccess::state(*image);
+    state.owner = std::move(owner);
+    state.pixels = pixels;
     state.decoded = true;
     return image;
 }

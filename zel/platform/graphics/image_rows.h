@@ -9,6 +9,10 @@ namespace zel {
 /// A picture that takes over a buffer of `layout`'s size. Null when the buffer is empty or of another size.
 Ref<const CGImage> makeImage(const CGImage::Layout& layout, engine::PixelBuffer pixels);
 
+/// A picture of pixels in somebody else's memory, which `owner` keeps alive and nobody writes to any more. Null where
+/// they are not of `layout`'s size or lie bottom up.
+Ref<const CGImage> makeImage(const CGImage::Layout& layout, const engine::ConstPixels& pixels, Ref<const void> owner);
+
 /// All upright pixels, decoded first where that has not happened yet; empty when that fails (noted). They live as long
 /// as the picture.
 engine::ConstPixels pixelsOf(const CGImage& image);

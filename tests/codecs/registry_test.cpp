@@ -72,6 +72,11 @@ TEST(Codecs, ContentDecides)
         {"tiff", "MM\0*\0\0\0\x08"s},
         {"tiff", "II+\0\x08\0\0\0\x10\0\0\0\0\0\0\0"s},
         {"tiff", "MM\0+\0\x08\0\0\0\0\0\0\0\0\0\x10"s},
+        {"bmp", "BM\0\0\0\0\0\0\0\0\x36\0\0\0\x28\0\0\0"s},
+        {"ico", "\0\0\1\0\1\0"s},
+        {"ico", "\0\0\2\0\1\0"s},
+        {"pnm", "P6\n12 9\n255\n"s},
+        {"pnm", "P7\nWIDTH 9\n"s},
     };
     std::set<std::string_view> names;
     for (const Codec& codec : codecs()) {

@@ -40,7 +40,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         return 0;
     const ZelLimits::Scope scope(checks::tightLimits());
     const std::string_view text(reinterpret_cast<const char*>(data) + 1, size - 1);
-    switch (data[0] % 4) {
+    switch (data[0] % 5) {
     case 0:
         tryRecord<Ref<ZelImage>>(text);
         break;
@@ -50,8 +50,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     case 2:
         tryRecord<ZelWatermark>(text);
         break;
-    default:
+    case 3:
         tryRecord<ZelColor255>(text);
+        break;
+    default:
+        tryRecord<ZelImage::KeyColor>(text);
     }
     return 0;
 }

@@ -64,12 +64,54 @@ void requireSize(const Ref<ZelImage>& result, CGSize wanted)
     requireSide(wanted.height, result->cgImage->height());
 }
 
+/// A colour taken out or put in, holes filled, a subject picked out.
+Ref<ZelImage> cutOut(Choices& choices, const Ref<ZelImage>& image)
+{
+    const ZelColor color(choices.fraction(), choices.fraction(), choices.fraction());
+    Ref<ZelImage> result;
+    switch (choices.byte() % 4) {
+    case 0:
+        result = key(image, {.with = {.color = color, .tolerance = side(choices) * 5}});
+        break;
+    case 1:
+        result = fill(image, {.with = color});
+        require(image == nullptr || result != nullptr, "the picture itself where it cannot be filled");
+        if (result != image) {
+            const auto cleared = pixelsOf(key(result, {.with = {.color = color, .tolerance = 0}}));
+            for (std::size_t i = 0; i < cleared.size(); i += 4)
+                require(cleared[i] == 0, "nothing left of one colour once that is keyed out");
+        }
+        break;
+    case 2:
+        result = fillHoles(image, {.with = color});
+        break;
+    default: {
+        const SeparateSubjects how{.alphaThreshold = choices.byte(),
+                                   .padding = choices.number(-3, 20),
+                                   .minPixelCount = choices.number(0, 9),
+                                   .fillHoles = choices.byte() % 2 == 0,
+                                   .fillHolesPercentage = side(choices) / 40};
+        const auto subjects = zelFindSeparateSubjects(image, how);
+        if (!subjects || subjects->empty())
+            return image;
+        for (const Ref<ZelImage>& subject : *subjects)
+            require(subject->size.width <= image->cgImage->width() &&
+                        subject->size.height <= image->cgImage->height() && !pixelsOf(subject).empty(),
+                    "parts of the picture");
+        return subjects->at(choices.byte() % subjects->size());
+    }
+    }
+    if (image && result)
+        requireSize(result, image->size);
+    return result;
+}
+
 Ref<ZelImage> step(Choices& choices, const Ref<ZelImage>& image, const Ref<ZelImage>& other)
 {
     const CGSize size = image ? image->size : CGSize{};
     const double a = side(choices), b = side(choices);
     Ref<ZelImage> result;
-    switch (choices.byte() % 12) {
+    switch (choices.byte() % 16) {
     case 0:
         result = resize(image, {.to = {a, b}});
         requireSize(result, {a, b});
@@ -106,6 +148,10 @@ Ref<ZelImage> step(Choices& choices, const Ref<ZelImage>& image, const Ref<ZelIm
         return ZelImageHelper::reduceImageToSize(image, {.targetSize = {a, b}});
     case 10:
         return ZelImageHelper::reduceImageTo1x1Pixels(image);
+    case 12:
+    case 13:
+    case 14:
+        return cutOut(choices, image);
     default: {
         ZelWatermark how;
         how.position = allCases<ZelWatermark::Position>()[choices.byte() % 9];

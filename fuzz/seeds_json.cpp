@@ -5,7 +5,7 @@ namespace {
 
 struct Document {
     const char* name;
-    char record; ///< the first byte: 0 image, 1 canvas, 2 watermark, 3 colour
+    char record; ///< the first byte: 0 image, 1 canvas, 2 watermark, 3 colour, 4 key colour
     const char* text;
 };
 
@@ -42,6 +42,9 @@ const Document documents[] = {
     {"colour-outside", 3, R"({"r":256,"g":-1,"b":1.5,"a":"0"})"},
     {"colour-twice", 3, R"({"r":1,"r":2,"g":2,"b":3,"a":4})"},
     {"colour-text", 3, R"("red")"},
+    {"key-colour", 4, R"({"color":{"red":0.1,"green":1,"blue":-1e300,"alpha":1},"tolerance":60})"},
+    {"key-colour-without-tolerance", 4, R"({"color":{"red":0,"green":1,"blue":0,"alpha":1}})"},
+    {"key-colour-mistyped", 4, R"({"color":"green","tolerance":1e999})"},
     {"empty", 1, ""},
     {"not-utf8", 2, "{\"position\":\"\xff\xfe\"}"},
     {"escapes", 0,

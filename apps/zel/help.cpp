@@ -48,9 +48,9 @@ const Verb helpVerb = {
 
 std::span<const Verb* const> verbs()
 {
-    static constexpr std::array all = {&exportVerb,    &resizeVerb,  &thumbnailVerb, &convertVerb,
-                                       &watermarkVerb, &rotateVerb,  &convolveVerb,  &infoVerb,
-                                       &formatsVerb,   &versionVerb, &helpVerb};
+    static constexpr std::array all = {&exportVerb, &resizeVerb,   &thumbnailVerb, &convertVerb, &watermarkVerb,
+                                       &rotateVerb, &convolveVerb, &keyVerb,       &fillVerb,    &fillHolesVerb,
+                                       &infoVerb,   &formatsVerb,  &versionVerb,   &helpVerb};
     return all;
 }
 

@@ -3,10 +3,6 @@
 
 #include <zel/operations/convolution.h>
 
-#include <fmt/format.h>
-
-#include <limits>
-
 namespace zel::program {
 namespace {
 
@@ -19,24 +15,6 @@ constexpr std::string_view examples = R"(Examples:
 constexpr std::string_view notes = R"(The kernel's 9 whole numbers lie on a pixel and its neighbours, row by row; what
 they sum up to is divided by 3, whatever the kernel. Beyond the edges everything is 0. Results are opaque, 8 bits.
 )";
-
-constexpr std::size_t kernelSize = 9;
-
-std::vector<std::int16_t> readKernel(std::string_view text)
-{
-    using Limits = std::numeric_limits<std::int16_t>;
-    constexpr std::string_view between = " \t\n,;";
-    std::vector<std::int16_t> kernel;
-    for (auto at = text.find_first_not_of(between); at != std::string_view::npos;
-         at = text.find_first_not_of(between, at)) {
-        const auto end = std::min(text.size(), text.find_first_of(between, at));
-        kernel.push_back(static_cast<std::int16_t>(readWhole(text.substr(at, end - at), Limits::min(), Limits::max())));
-        at = end;
-    }
-    if (kernel.size() != kernelSize)
-        throw UsageError(fmt::format("a kernel has {} numbers, not {}", kernelSize, kernel.size()));
-    return kernel;
-}
 
 int run(const Verb& verb, Words words)
 {

@@ -50,7 +50,7 @@ std::span<const Verb* const> verbs()
 {
     static constexpr std::array all = {&exportVerb, &resizeVerb,   &thumbnailVerb, &convertVerb, &watermarkVerb,
                                        &rotateVerb, &convolveVerb, &keyVerb,       &fillVerb,    &fillHolesVerb,
-                                       &infoVerb,   &formatsVerb,  &versionVerb,   &helpVerb};
+                                       &editVerb,   &infoVerb,     &formatsVerb,   &versionVerb, &helpVerb};
     return all;
 }
 

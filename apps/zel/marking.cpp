@@ -26,6 +26,22 @@ std::string lettersOf(std::string_view text)
     return letters;
 }
 
+ZelWatermark readSettings(const std::string& file)
+{
+    const auto bytes = Data::read(URL::file(file));
+    if (!bytes)
+        throw UsageError(fmt::format("--settings: {}", ZelFailure::last().message));
+    try {
+        return decode<ZelWatermark>({reinterpret_cast<const char*>(bytes->data()), bytes->size()});
+    } catch (const ZelDecodingError& error) {
+        throw UsageError(fmt::format("--settings: {}: {}: {}", file, error.codingPath(), error.what()),
+                         R"({"position":"Bottom Right","scale":{"policy":"Largest Side Scale","scale":0.25,)"
+                         R"("maxScale":1,"minScale":0},"opacity":0.6})");
+    }
+}
+
+} // namespace
+
 ZelWatermark::Position readPosition(std::string_view text)
 {
     std::string names;
@@ -51,22 +67,6 @@ double readOpacity(std::string_view text)
 {
     return readNumber(text, 0, 1);
 }
-
-ZelWatermark readSettings(const std::string& file)
-{
-    const auto bytes = Data::read(URL::file(file));
-    if (!bytes)
-        throw UsageError(fmt::format("--settings: {}", ZelFailure::last().message));
-    try {
-        return decode<ZelWatermark>({reinterpret_cast<const char*>(bytes->data()), bytes->size()});
-    } catch (const ZelDecodingError& error) {
-        throw UsageError(fmt::format("--settings: {}: {}: {}", file, error.codingPath(), error.what()),
-                         R"({"position":"Bottom Right","scale":{"policy":"Largest Side Scale","scale":0.25,)"
-                         R"("maxScale":1,"minScale":0},"opacity":0.6})");
-    }
-}
-
-} // namespace
 
 void MarkingOptions::declare(Arguments& arguments, bool withSettings)
 {

@@ -5,6 +5,13 @@
 
 namespace zel::program {
 
+/// "Bottom Right", "bottom-right", "bottomRight"
+ZelWatermark::Position readPosition(std::string_view text);
+/// Above 0; 1 is as large as fits.
+double readScale(std::string_view text);
+/// 0 to 1
+double readOpacity(std::string_view text);
+
 /// The watermark that a picture gets.
 struct MarkingOptions {
     std::optional<std::string> file;

@@ -8,6 +8,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <limits>
 
 namespace zel::program {
 namespace {
@@ -109,6 +110,29 @@ CGSize readDimensions(std::string_view text)
     constexpr auto largest = static_cast<std::int64_t>(maximumSide);
     return {static_cast<double>(readWhole(text.substr(0, cross), 1, largest)),
             static_cast<double>(readWhole(text.substr(cross + 1), 1, largest))};
+}
+
+double readAngle(std::string_view text)
+{
+    constexpr double largest = 360'000;
+    return readNumber(text, -largest, largest);
+}
+
+std::vector<std::int16_t> readKernel(std::string_view text)
+{
+    constexpr std::size_t kernelSize = 9;
+    using Limits = std::numeric_limits<std::int16_t>;
+    constexpr std::string_view between = " \t\n,;";
+    std::vector<std::int16_t> kernel;
+    for (auto at = text.find_first_not_of(between); at != std::string_view::npos;
+         at = text.find_first_not_of(between, at)) {
+        const auto end = std::min(text.size(), text.find_first_of(between, at));
+        kernel.push_back(static_cast<std::int16_t>(readWhole(text.substr(at, end - at), Limits::min(), Limits::max())));
+        at = end;
+    }
+    if (kernel.size() != kernelSize)
+        throw UsageError(fmt::format("a kernel has {} numbers, not {}", kernelSize, kernel.size()));
+    return kernel;
 }
 
 ZelColor readColor(std::string_view text)

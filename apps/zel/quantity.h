@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string_view>
+#include <vector>
 
 // What the flags' values mean. Numbers know no locale: a point is a point everywhere. The readers throw UsageError.
 namespace zel::program {
@@ -19,6 +20,10 @@ std::int64_t readSize(std::string_view text);
 std::chrono::milliseconds readDuration(std::string_view text);
 /// "1600x1067": whole pixels, each from 1 to 1,000,000.
 CGSize readDimensions(std::string_view text);
+/// "90", "-1.5": degrees, within a thousand turns.
+double readAngle(std::string_view text);
+/// "0 -3 0 -3 15 -3 0 -3 0": 9 whole numbers of 16 bits, parted by blanks or commas.
+std::vector<std::int16_t> readKernel(std::string_view text);
 /// "#rgb", "#rrggbb", "#rrggbbaa" (the number sign may be left out), "white", "black", "transparent".
 ZelColor readColor(std::string_view text);
 

@@ -18,13 +18,6 @@ the samples as they are, in the picture's own depth and colours. Any other angle
 corners fit; what is left around it is clear, and white in a JPEG unless --background says else.
 )";
 
-constexpr double largestAngle = 360'000;
-
-double readAngle(std::string_view text)
-{
-    return readNumber(text, -largestAngle, largestAngle);
-}
-
 int run(const Verb& verb, Words words)
 {
     PictureOptions options;

@@ -6,26 +6,15 @@
 #include <zel/operations/resize.h>
 
 #include <algorithm>
+#include <cmath>
 
 namespace zel::program {
 namespace {
 
-constexpr std::int64_t longestSide = 1'000'000;
-
-std::int64_t readSide(std::string_view text)
-{
-    return readWhole(text, 1, longestSide);
-}
-
-Fit readFit(std::string_view text)
-{
-    return readChoice<Fit>(text, {{"none", Fit::none}, {"fit", Fit::fit}, {"fill", Fit::fill}});
-}
-
 /// How many times larger the picture would get in the direction in which it grows most.
-double growth(const Ref<ZelImage>& image, const SizingOptions& to)
+double growth(CGSize before, const SizingOptions& to)
 {
-    const auto [width, height] = image->size;
+    const auto [width, height] = before;
     const auto side = [](std::int64_t pixels) { return static_cast<double>(pixels); };
     if (to.size) {
         const double across = to.size->width / width, down = to.size->height / height;
@@ -39,6 +28,17 @@ double growth(const Ref<ZelImage>& image, const SizingOptions& to)
 }
 
 } // namespace
+
+std::int64_t readSide(std::string_view text)
+{
+    constexpr std::int64_t longest = 1'000'000;
+    return readWhole(text, 1, longest);
+}
+
+Fit readFit(std::string_view text)
+{
+    return readChoice<Fit>(text, {{"none", Fit::none}, {"fit", Fit::fit}, {"fill", Fit::fill}});
+}
 
 void SizingOptions::declare(Arguments& arguments, bool all)
 {
@@ -72,9 +72,25 @@ void SizingOptions::check()
         throw UsageError("--fit needs both sides", "--size WxH");
 }
 
+CGSize sizeAfter(CGSize before, const SizingOptions& to, SmallPictures small)
+{
+    const bool bySide = to.maxSide || to.minSide;
+    const double scale = to.isGiven() ? growth(before, to) : 1;
+    if (!to.isGiven() || (to.noEnlarge && scale > 1) || (bySide && small == SmallPictures::stay && scale >= 1))
+        return before;
+    if (to.size)
+        return *to.size;
+    const CGSize exact{before.width * scale, before.height * scale};
+    // By a longer or shorter side, parts of pixels are cut off; by a width or height they are filled up.
+    if (bySide && small == SmallPictures::stay)
+        return {std::max(1.0, std::floor(exact.width)), std::max(1.0, std::floor(exact.height))};
+    constexpr double tolerance = 1e-6;
+    return {std::ceil(exact.width - tolerance), std::ceil(exact.height - tolerance)};
+}
+
 Ref<ZelImage> resized(const Ref<ZelImage>& image, const SizingOptions& to, SmallPictures small)
 {
-    if (!image || !to.isGiven() || (to.noEnlarge && growth(image, to) > 1))
+    if (!image || !to.isGiven() || (to.noEnlarge && growth(image->size, to) > 1))
         return image;
     if (to.size) {
         switch (to.fit.value_or(Fit::none)) {

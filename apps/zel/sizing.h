@@ -7,6 +7,10 @@ namespace zel::program {
 
 enum class Fit { none, fit, fill };
 
+/// "800": pixels, from 1 to 1,000,000.
+std::int64_t readSide(std::string_view text);
+Fit readFit(std::string_view text);
+
 /// The size that a picture is brought to. Of several flags that each tell the whole size, one may be given.
 struct SizingOptions {
     std::optional<std::int64_t> width, height, maxSide, minSide;
@@ -24,6 +28,8 @@ struct SizingOptions {
 /// How --max-side treats pictures that are smaller already.
 enum class SmallPictures { stay, grow };
 
+/// The pixel size that `resized` gives a picture of that size.
+CGSize sizeAfter(CGSize before, const SizingOptions& to, SmallPictures small);
 /// The picture in the size asked for: itself where none is asked for. Absent with the reason noted.
 Ref<ZelImage> resized(const Ref<ZelImage>& image, const SizingOptions& to, SmallPictures small);
 

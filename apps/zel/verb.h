@@ -27,6 +27,7 @@ extern const Verb convolveVerb;
 extern const Verb keyVerb;
 extern const Verb fillVerb;
 extern const Verb fillHolesVerb;
+extern const Verb editVerb;
 extern const Verb infoVerb;
 extern const Verb formatsVerb;
 extern const Verb versionVerb;

@@ -19,7 +19,7 @@ bool withinDecodeLimits(std::int64_t width, std::int64_t height, int bytesPerPix
 bool withinOperationLimits(CGSize size, int bytesPerPixel, std::string_view operation);
 
 /// Toward zero, saturating at the 64-bit limits; not a number gives 0.
-std::int64_t truncated(double value);
+ZEL_API std::int64_t truncated(double value);
 /// Toward zero, held to [low, high]; not a number gives low.
 int truncated(double value, int low, int high);
 

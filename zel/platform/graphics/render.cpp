@@ -27,9 +27,6 @@ constexpr engine::PixelLayout premultiplied8{
 constexpr engine::PixelLayout straight8{
     .alphaFirst = false, .alpha = engine::PixelLayout::Alpha::straight, .bytesPerComponent = 1};
 
-/// A reduced decode is a box mean: it leaves the filter this much to do, so that its own shape still decides.
-constexpr double leastRemainingReduction = 1.3;
-
 /// Stored rows of a picture as they will be sampled: where they come from and how they lie.
 struct Source {
     const CGImage& image;
@@ -164,11 +161,7 @@ bool renderStored(Source& source, const Window& window, const Pixels& to, engine
 {
     const double reduction = std::min(window.width / to.width, window.height / to.height);
     if (!source.decoded && kernel != engine::Kernel::nearest)
-        for (const int denominator : {8, 4, 2})
-            if (reduction >= denominator * leastRemainingReduction && source.image.provider()->canReduce(denominator)) {
-                source.denominator = denominator;
-                break;
-            }
+        source.denominator = decodedAt(*source.image.provider(), reduction);
     const auto reduced = [&](int side) { return (side + source.denominator - 1) / source.denominator; };
     const double scale = 1.0 / source.denominator;
     const engine::RowResamplerSizes sizes{reduced(source.width), reduced(source.height), to.width, to.height,

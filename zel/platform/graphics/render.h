@@ -3,6 +3,7 @@
 #include <zel/engine/resample.h>
 #include <zel/platform/graphics/cg_context.h>
 #include <zel/platform/graphics/cg_image.h>
+#include <zel/platform/graphics/pixel_provider.h>
 
 // The one way in which pictures become drawn pixels: RGBA, 8 bits, sRGB. Decodes no more than the size needs (reduced
 // decoding, row ranges), resamples while rows arrive, converts colours on the smaller side, turns upright last.
@@ -26,6 +27,17 @@ bool renderStraight(const CGImage& image, const engine::Pixels& to);
 /// any other widened to whole pixels. True also where nothing of it is visible.
 bool drawImage(const CGImage& image, const std::optional<PixelRect>& part, const engine::Pixels& target,
                const PixelRect& place, engine::Kernel kernel, double opacity);
+
+/// The denominator at which an encoded picture is decoded that is drawn `reduction` times smaller. A reduced decode is
+/// a box mean: it leaves the filter a little to do, so that its own shape still decides.
+inline int decodedAt(const PixelProvider& provider, double reduction)
+{
+    constexpr double leastRemainingReduction = 1.3;
+    for (const int denominator : {8, 4, 2})
+        if (reduction >= denominator * leastRemainingReduction && provider.canReduce(denominator))
+            return denominator;
+    return 1;
+}
 
 engine::Kernel kernelOf(CGInterpolationQuality quality);
 

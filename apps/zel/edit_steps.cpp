@@ -1,0 +1,183 @@
+#include "edit_steps.h"
+
+#include "marking.h"
+#include "quantity.h"
+#include "sizing.h"
+
+#include <zel/operations/convolution.h>
+#include <zel/operations/rotate.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+// The operations that `edit` strings together: what each one's settings are called, and what it asks of the picture
+// before it. Their values are read by the same functions as the flags of the verbs.
+namespace zel::program {
+namespace {
+
+constexpr auto sameSize = [](CGSize size) { return size; };
+
+/// A step that loads nothing.
+std::function<PictureStep()> plainly(const PictureStep& step)
+{
+    return [step] { return step; };
+}
+
+EditStep makeResize(StepSettings& settings)
+{
+    SizingOptions size;
+    settings.read("width", size.width, readSide);
+    settings.read("height", size.height, readSide);
+    settings.read("size", size.size, readDimensions);
+    settings.read("max-side", size.maxSide, readSide);
+    settings.read("min-side", size.minSide, readSide);
+    settings.read("fit", size.fit, readFit);
+    settings.flag("no-enlarge", size.noEnlarge);
+    settings.refuseOthers();
+    size.check();
+    if (!size.isGiven())
+        throw UsageError("no size", "--resize width=800");
+    return {plainly([size](const Ref<ZelImage>& image) { return resized(image, size, SmallPictures::stay); }),
+            [size](CGSize before) { return sizeAfter(before, size, SmallPictures::stay); }, Needs::rows};
+}
+
+/// The bounding box of a turned picture, rounded up to whole pixels.
+CGSize sizeAfterTurn(CGSize before, double degrees)
+{
+    constexpr double tolerance = 1e-6;
+    const double c = std::fabs(std::cos(degrees * std::acos(-1.0) / 180));
+    const double s = std::fabs(std::sin(degrees * std::acos(-1.0) / 180));
+    return {std::ceil(before.width * c + before.height * s - tolerance),
+            std::ceil(before.width * s + before.height * c - tolerance)};
+}
+
+EditStep makeRotate(StepSettings& settings)
+{
+    std::optional<double> by;
+    settings.read("by", by, readAngle);
+    settings.refuseOthers();
+    if (!by)
+        throw UsageError("no angle", "--rotate 90");
+    const bool isQuarter = std::fmod(*by, 90) == 0;
+    return {plainly([by](const Ref<ZelImage>& image) { return rotate(image, RotateDegrees{-*by}); }),
+            [by](CGSize before) { return sizeAfterTurn(before, *by); }, isQuarter ? Needs::nothing : Needs::pixels};
+}
+
+EditStep makeConvolve(StepSettings& settings)
+{
+    std::optional<std::vector<std::int16_t>> kernel;
+    settings.read("kernel", kernel, readKernel);
+    settings.refuseOthers();
+    if (!kernel)
+        throw UsageError("no kernel", "--convolve '0 -3 0 -3 15 -3 0 -3 0'");
+    return {plainly([kernel](const Ref<ZelImage>& image) { return convolve(image, ConvolutionKernel{*kernel}); }),
+            sameSize, Needs::pixels};
+}
+
+EditStep makeWatermark(StepSettings& settings)
+{
+    MarkingOptions mark;
+    settings.text("file", mark.file);
+    settings.read("position", mark.position, readPosition);
+    settings.read("scale", mark.scale, readScale);
+    settings.read("opacity", mark.opacity, readOpacity);
+    settings.refuseOthers();
+    if (!mark.file)
+        throw UsageError("no watermark", "--watermark FILE");
+    const auto prepare = [mark]() -> PictureStep {
+        const auto with = mark.load();
+        if (!with.with)
+            return nullptr;
+        return [with](const Ref<ZelImage>& image) { return watermark(image, with); };
+    };
+    return {prepare, sameSize, Needs::rows, mark.files()};
+}
+
+constexpr std::array kinds = {
+    StepKind{"resize", "size", "WxH or SETTINGS",
+             "width=, height=, size=, max-side=, min-side=, fit=fit|fill|none, no-enlarge=yes", makeResize},
+    StepKind{"rotate", "by", "DEGREES", "clockwise", makeRotate},
+    StepKind{"convolve", "kernel", "'9 NUMBERS'", "a kernel of 3 by 3, over 3", makeConvolve},
+    StepKind{"watermark", "file", "FILE", "position=, scale=, opacity= behind it", makeWatermark},
+};
+
+} // namespace
+
+void StepSettings::flag(std::string_view name, bool& into)
+{
+    std::optional<bool> said;
+    read(name, said, [](const std::string& word) {
+        return readChoice<bool>(word, {{"yes", true}, {"no", false}, {"true", true}, {"false", false}});
+    });
+    into = said.value_or(into);
+}
+
+void StepSettings::refuseOthers() const
+{
+    for (const auto& [name, text] : words_.settings)
+        if (std::find(known_.begin(), known_.end(), name) == known_.end())
+            throw UsageError(fmt::format("there is no setting '{}', but {}", name, fmt::join(known_, ", ")));
+}
+
+const std::string* StepSettings::find(std::string_view name)
+{
+    known_.push_back(name);
+    const std::string* found = nullptr;
+    for (const auto& [setting, text] : words_.settings) {
+        if (setting == name && found != nullptr)
+            throw UsageError(fmt::format("{} is said twice", name));
+        if (setting == name)
+            found = &text;
+    }
+    return found;
+}
+
+std::span<const StepKind> stepKinds()
+{
+    return kinds;
+}
+
+const StepKind* stepKindNamed(std::string_view name)
+{
+    const auto* const found =
+        std::find_if(kinds.begin(), kinds.end(), [&](const StepKind& kind) { return kind.name == name; });
+    return found == kinds.end() ? nullptr : found;
+}
+
+StepWords readStepWords(const StepKind& kind, std::string_view text)
+{
+    StepWords words{std::string(kind.name), {}};
+    for (std::size_t at = 0; at <= text.size();) {
+        const auto end = std::min(text.size(), text.find(',', at));
+        const auto part = text.substr(at, end - at);
+        const auto equals = part.find('=');
+        if (equals != std::string_view::npos)
+            words.settings.emplace_back(part.substr(0, equals), part.substr(equals + 1));
+        else if (words.settings.empty())
+            words.settings.emplace_back(kind.mainSetting, part);
+        else
+            words.settings.back().second.append(",").append(part);
+        at = end + 1;
+    }
+    return words;
+}
+
+EditStep makeStep(StepWords words)
+{
+    const StepKind* const kind = stepKindNamed(words.name);
+    if (kind == nullptr)
+        throw UsageError(fmt::format("there is no step '{}'", words.name), "zel help edit");
+    try {
+        StepSettings settings(words);
+        EditStep step = kind->make(settings);
+        step.words = std::move(words);
+        return step;
+    } catch (const UsageError& error) {
+        throw UsageError(fmt::format("--{}: {}", kind->name, error.what()), error.hint());
+    }
+}
+
+} // namespace zel::program

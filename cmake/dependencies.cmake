@@ -36,6 +36,8 @@ zel_pkg(zlib zlib zlib1g-dev)
 zel_pkg(tiff libtiff-4 libtiff-dev)
 # apt: liblcms2-dev           colour profiles (MIT)
 zel_pkg(lcms2 lcms2 liblcms2-dev)
+# apt: libexif-dev           fields of EXIF blocks (LGPL-2.1-or-later)
+zel_pkg(exif libexif libexif-dev)
 # apt: libhwy-dev             SIMD kernels chosen at run time (Apache-2.0 or BSD-3-Clause)
 zel_pkg(hwy libhwy libhwy-dev)
 # Its headers only: engine/simd_targets.cpp says why.

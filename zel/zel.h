@@ -5,6 +5,7 @@
 #include <zel/core/geometry.h>
 #include <zel/core/image.h>
 #include <zel/io/encode.h>
+#include <zel/io/exif.h>
 #include <zel/operations/chroma.h>
 #include <zel/operations/convolution.h>
 #include <zel/operations/resize.h>

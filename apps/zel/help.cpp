@@ -48,9 +48,27 @@ const Verb helpVerb = {
 
 std::span<const Verb* const> verbs()
 {
-    static constexpr std::array all = {&exportVerb, &resizeVerb,   &thumbnailVerb, &convertVerb, &watermarkVerb,
-                                       &rotateVerb, &convolveVerb, &keyVerb,       &fillVerb,    &fillHolesVerb,
-                                       &editVerb,   &infoVerb,     &formatsVerb,   &versionVerb, &helpVerb};
+    // A line each, so that a new verb is one line.
+    // clang-format off
+    static constexpr std::array all = {
+        &exportVerb,
+        &resizeVerb,
+        &thumbnailVerb,
+        &convertVerb,
+        &watermarkVerb,
+        &rotateVerb,
+        &convolveVerb,
+        &keyVerb,
+        &fillVerb,
+        &fillHolesVerb,
+        &editVerb,
+        &infoVerb,
+        &exifVerb,
+        &formatsVerb,
+        &versionVerb,
+        &helpVerb,
+    };
+    // clang-format on
     return all;
 }
 

@@ -1,5 +1,6 @@
 #include "batch.h"
 #include "inputs.h"
+#include "metadata.h"
 #include "pictures.h"
 #include "text.h"
 
@@ -40,11 +41,13 @@ struct Facts {
     int orientation = 1;
     CGSize pointSize;
     int frames = 1;
+    ShotFacts shot;
     std::optional<std::array<double, 4>> average;
 };
 
-std::optional<Facts> factsOf(const Ref<ZelImage>& image, bool withAverage)
+std::optional<Facts> factsOf(const Input& input, bool withAverage)
 {
+    const auto image = openInput(input);
     if (!image || !image->cgImage || image->cgImage->facts() == nullptr)
         return std::nullopt;
     const auto& picture = *image->cgImage;
@@ -59,6 +62,7 @@ std::optional<Facts> factsOf(const Ref<ZelImage>& image, bool withAverage)
     facts.orientation = static_cast<int>(stated.orientation);
     facts.pointSize = image->image->size();
     facts.frames = stated.frames;
+    facts.shot = shotFactsOf(input);
     if (withAverage && !(facts.average = meanColor(picture)))
         return std::nullopt;
     return facts;
@@ -83,6 +87,12 @@ Json jsonOf(const Facts& facts)
         {"pointSize", Json::array({facts.pointSize.width, facts.pointSize.height})},
         {"frames", facts.frames},
     };
+    if (!facts.shot.date.empty())
+        json["shotDate"] = facts.shot.date;
+    if (facts.shot.lat)
+        json["coordinates"]["lat"] = *facts.shot.lat;
+    if (facts.shot.lon)
+        json["coordinates"]["lon"] = *facts.shot.lon;
     if (facts.average) {
         auto& average = json["average"] = Json::array();
         for (const double component : *facts.average)
@@ -103,7 +113,9 @@ Row rowOf(const std::string& name, const Facts& facts)
                printable(facts.profile),
                std::to_string(facts.orientation),
                fmt::format("{:.6g} x {:.6g}", facts.pointSize.width, facts.pointSize.height),
-               std::to_string(facts.frames)};
+               std::to_string(facts.frames),
+               facts.shot.date.empty() ? "-" : facts.shot.date,
+               facts.shot.lat && facts.shot.lon ? fmt::format("{:.6f} {:.6f}", *facts.shot.lat, *facts.shot.lon) : "-"};
     if (facts.average)
         row.push_back(fmt::format("{:.1f} {:.1f} {:.1f} {:.1f}", (*facts.average)[0], (*facts.average)[1],
                                   (*facts.average)[2], (*facts.average)[3]));
@@ -116,7 +128,8 @@ std::string tableText(std::vector<Row> rows, bool withAverage)
     rows.erase(std::remove(rows.begin(), rows.end(), Row()), rows.end());
     if (rows.empty())
         return {};
-    Row title = {"FILE", "PIXELS", "FORMAT", "BITS", "ALPHA", "PROFILE", "ORIENTATION", "POINTS", "FRAMES"};
+    Row title = {"FILE",        "PIXELS", "FORMAT", "BITS",  "ALPHA",   "PROFILE",
+                 "ORIENTATION", "POINTS", "FRAMES", "TAKEN", "POSITION"};
     if (withAverage)
         title.emplace_back("AVERAGE");
     rows.insert(rows.begin(), std::move(title));
@@ -156,7 +169,7 @@ int run(const Verb& verb, Words words)
     std::vector<Row> rows(inputs.list.size());
     const auto work = [&](std::size_t index, const ZelReport& report) {
         const auto& name = inputs.list[index].name;
-        const auto facts = factsOf(openInput(inputs.list[index]), withAverage);
+        const auto facts = factsOf(inputs.list[index], withAverage);
         if (!facts)
             return failed(name, {});
         Outcome outcome;
@@ -179,7 +192,12 @@ int run(const Verb& verb, Words words)
 } // namespace
 
 const Verb infoVerb = {
-    "info", "What files hold: size, format, depth, profile, orientation", "INPUT... [flags]", examples, notes, run,
+    "info",
+    "What files hold: size, format, depth, profile, orientation, date, position",
+    "INPUT... [flags]",
+    examples,
+    notes,
+    run,
 };
 
 } // namespace zel::program

@@ -29,6 +29,7 @@ extern const Verb fillVerb;
 extern const Verb fillHolesVerb;
 extern const Verb editVerb;
 extern const Verb infoVerb;
+extern const Verb exifVerb;
 extern const Verb formatsVerb;
 extern const Verb versionVerb;
 extern const Verb helpVerb;

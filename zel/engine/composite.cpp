@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <new>
 #include <optional>
 
 // A layer is cut to the target first: positions and weights exist for visible pixels alone. Where a vector of columns,
@@ -160,7 +161,7 @@ bool drawByStrips(const Layer& layer, Kernel kernel, double opacity)
 } // namespace
 
 bool drawScaled(const ConstPixels& from, const Pixels& to, const Placement& place, Kernel kernel, double opacity)
-{
+try {
     const auto near = [](double value) { return std::abs(value) < furthest; };
     if (from.empty() || to.empty() || from.bytesPerPixel != 4 || to.bytesPerPixel != 4 || !near(place.x) ||
         !near(place.y) || !near(place.width) || !near(place.height) || !(place.width > 0) || !(place.height > 0))
@@ -178,6 +179,8 @@ bool drawScaled(const ConstPixels& from, const Pixels& to, const Placement& plac
     if (kernel != Kernel::lanczos3 && fits)
         return drawInOnePass(layer, kernel, std::min(opacity, 1.0));
     return drawByStrips(layer, kernel, opacity);
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 } // namespace zel::engine

@@ -1,10 +1,11 @@
 #pragma once
+#include <zel/export.h>
 #include <zel/platform/foundation/url.h>
 
 namespace zel {
 
 /// Encoded bytes that are read by position. May be read from several threads at once.
-class ByteSource {
+class ZEL_API ByteSource {
 public:
     virtual ~ByteSource() = default;
     [[nodiscard]] virtual std::uint64_t size() const = 0;

@@ -1,6 +1,7 @@
 #pragma once
 #include <zel/export.h>
 #include <zel/platform/foundation/address_policy.h>
+#include <zel/platform/foundation/date.h>
 #include <zel/platform/foundation/url.h>
 
 #include <functional>

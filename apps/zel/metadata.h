@@ -1,0 +1,21 @@
+#pragma once
+#include "inputs.h"
+
+#include <zel/platform/foundation/properties.h>
+
+#include <optional>
+
+namespace zel::program {
+
+/// The properties of an input's first picture; absent with the reason noted.
+std::optional<PropertyDictionary> propertiesOf(const Input& input);
+
+/// When and where a photograph was taken.
+struct ShotFacts {
+    std::string date;               ///< "2021-07-04T15:30:00", the camera's own time; empty where none is told
+    std::optional<double> lat, lon; ///< degrees without a hemisphere
+};
+/// What an input says of it; nothing where it cannot be read.
+ShotFacts shotFactsOf(const Input& input);
+
+} // namespace zel::program

@@ -16,7 +16,7 @@ import sys
 from pathlib import Path
 
 KINDS = {".jpg": "jpeg", ".jpeg": "jpeg", ".png": "png", ".tif": "tiff", ".tiff": "tiff",
-         ".bmp": "bmp", ".ico": "ico"}
+         ".webp": "webp", ".gif": "gif", ".bmp": "bmp", ".ico": "ico"}
 TOLERANCE = 3
 SECONDS = 1
 SKIPPED = 77

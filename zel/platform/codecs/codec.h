@@ -28,6 +28,8 @@ Ref<const PixelProvider> openPicture(const Ref<const ByteSource>& source);
 extern const Codec jpegCodec;
 extern const Codec pngCodec;
 extern const Codec tiffCodec;
+extern const Codec webpCodec;
+extern const Codec gifCodec;
 extern const Codec bmpCodec;
 extern const Codec icoCodec;
 extern const Codec pnmCodec;

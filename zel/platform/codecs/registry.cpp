@@ -95,7 +95,7 @@ std::string readableFormats()
 
 std::span<const Codec> codecs()
 {
-    static const std::array all = {jpegCodec, pngCodec, tiffCodec, bmpCodec, icoCodec, pnmCodec};
+    static const std::array all = {jpegCodec, pngCodec, tiffCodec, webpCodec, gifCodec, bmpCodec, icoCodec, pnmCodec};
     return all;
 }
 

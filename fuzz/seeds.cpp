@@ -25,6 +25,9 @@ std::vector<Seed> pictureSeeds()
     std::vector<Seed> all = jpegSeeds();
     append(all, pngSeeds());
     append(all, tiffSeeds());
+    append(all, webpSeeds());
+    append(all, gifSeeds());
+    append(all, bitmapSeeds());
     return all;
 }
 

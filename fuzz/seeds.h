@@ -19,6 +19,9 @@ struct Seed {
 std::vector<Seed> jpegSeeds();
 std::vector<Seed> pngSeeds();
 std::vector<Seed> tiffSeeds();
+std::vector<Seed> webpSeeds();
+std::vector<Seed> gifSeeds();
+std::vector<Seed> bitmapSeeds();  ///< BMP, icons, PNM: written by hand
 std::vector<Seed> pictureSeeds(); ///< all of them
 
 /// Documents; the first byte names the record for the fuzz target `json`.

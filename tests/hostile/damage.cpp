@@ -86,6 +86,99 @@ std::vector<Field> tiffFields(const Bytes& bytes)
     return fields;
 }
 
+/// What stands at fixed places, low byte first.
+std::vector<Field> littleFields(std::initializer_list<Field> fields)
+{
+    std::vector<Field> all(fields);
+    for (Field& field : all)
+        field.littleEndian = true;
+    return all;
+}
+
+std::vector<Field> bmpFields(std::size_t at)
+{
+    return littleFields({{"width", at + 4, 4},
+                         {"height", at + 8, 4},
+                         {"depth", at + 14, 2},
+                         {"compression", at + 16, 4},
+                         {"colours", at + 32, 4},
+                         {"header", at, 4},
+                         {"a mask", at + 40, 4},
+                         {"another", at + 52, 4}});
+}
+
+std::vector<Field> icoFields()
+{
+    std::vector<Field> fields = littleFields({{"count", 4, 2}, {"size", 14, 4}, {"place", 18, 4}, {"type", 2, 2}});
+    const std::vector<Field> inner = bmpFields(6 + 16);
+    fields.insert(fields.end(), inner.begin(), inner.end());
+    return fields;
+}
+
+std::vector<Field> gifFields()
+{
+    return littleFields({{"canvas width", 6, 2},
+                         {"canvas height", 8, 2},
+                         {"flags", 10, 1},
+                         {"first block", 61, 1},
+                         {"control size", 63, 1},
+                         {"clear colour", 67, 1},
+                         {"left", 70, 2},
+                         {"top", 72, 2},
+                         {"width", 74, 2},
+                         {"height", 76, 2},
+                         {"flags of the frame", 78, 1},
+                         {"size of codes", 79, 1}});
+}
+
+std::vector<Field> webpFields()
+{
+    return littleFields({{"first chunk", 16, 4},
+                         {"file", 4, 4},
+                         {"canvas width", 24, 3},
+                         {"canvas height", 27, 3},
+                         {"flags or signature", 20, 1},
+                         {"sizes", 26, 2},
+                         {"and", 28, 2},
+                         {"second chunk", 34, 4},
+                         {"third chunk", 48, 4},
+                         {"frame place", 52, 3},
+                         {"frame width", 58, 3},
+                         {"its chunk", 72, 4}});
+}
+
+/// Numbers of text: the letters at their places.
+std::vector<Field> pnmFields(const Bytes& bytes)
+{
+    std::vector<Field> fields = {{"kind", 1, 1}};
+    for (std::size_t at = 2; at < bytes.size() && fields.size() < 12; ++at)
+        if (bytes[at] >= '0' && bytes[at] <= '9')
+            fields.push_back({"digit", at, 1});
+    return fields;
+}
+
+std::vector<Field> fieldsOf(const Bytes& bytes)
+{
+    switch (bytes[0]) {
+    case 0x89:
+        return pngFields(bytes);
+    case 0xFF:
+        return jpegFields(bytes);
+    case 'B':
+        return bmpFields(14);
+    case 'G':
+        return gifFields();
+    case 'R':
+        return webpFields();
+    case 'P':
+        return pnmFields(bytes);
+    case 0:
+        return icoFields();
+    default:
+        return tiffFields(bytes);
+    }
+}
+
 std::uint32_t pngChecksum(const Bytes& bytes, std::size_t first, std::size_t last)
 {
     std::uint32_t sum = 0xFFFFFFFF; // CRC-32 as PNG's annex D defines it, bit by bit
@@ -142,13 +235,10 @@ std::vector<Damaged> changes(const Seed& seed, int count)
 std::vector<Damaged> patches(const Seed& seed, int count)
 {
     constexpr std::array<std::uint32_t, 8> values = {0, 0xFFFFFFFF, 1, 0x7FFFFFFF, 16, 0x10000, 3, 65500};
-    std::vector<Field> fields;
-    if (isPng(seed.bytes))
-        fields = pngFields(seed.bytes);
-    else if (seed.bytes[0] == 0xFF)
-        fields = jpegFields(seed.bytes);
-    else
-        fields = tiffFields(seed.bytes);
+    std::vector<Field> fields = fieldsOf(seed.bytes);
+    std::erase_if(fields, [&](const Field& field) {
+        return field.at + static_cast<std::size_t>(field.size) > seed.bytes.size();
+    });
 
     std::vector<Damaged> all;
     for (int i = 0; i < count; ++i) {

@@ -19,7 +19,9 @@ struct TiffOptions {
 ZEL_API std::optional<Data> encodeTiff(const Ref<const CGImage>& image, const TiffOptions& options);
 
 /// A picture made ready to be encoded as JPEG at any number of qualities: laid over white, colours converted to planes
-/// once. 4:2:0 below quality 0.97, 4:4:4 from there; grey pictures get one component. JFIF header first.
+/// once. 4:2:0 below quality 0.97, 4:4:4 from there; grey pictures get one component. JFIF header first. A picture that
+/// is a whole JPEG, upright and sampled like that, is not decoded: its coefficients go to the new quantisers straight,
+/// coded with tables made to measure, whether its pixels happen to be decoded or not.
 /// Quality 0...1 is libjpeg's 100 q, not rounded to whole numbers: tables are scaled by a real factor.
 /// The same quality gives the same bytes, whatever the call and the number of threads. Safe on several threads.
 class JpegEncoder {

@@ -1,5 +1,5 @@
 #include <zel/platform/codecs/codec.h>
-#include <zel/platform/codecs/jpeg_decoder.h>
+#include <zel/platform/codecs/jpeg_coefficients.h>
 #include <zel/platform/codecs/jpeg_markers.h>
 #include <zel/platform/foundation/limits.h>
 #include <zel/platform/foundation/notes.h>
@@ -58,7 +58,7 @@ Absent failBeforeFirstRow(const ByteSource& source)
                 source.subject());
 }
 
-class JpegProvider final : public PixelProvider {
+class JpegProvider final : public JpegPicture {
 public:
     JpegProvider(Ref<const ByteSource> source, PictureFacts facts, bool isInk, Ref<const CGColorSpace> inkSpace,
                  bool isInverted)
@@ -71,6 +71,7 @@ public:
     }
 
     [[nodiscard]] const PictureFacts& facts() const override { return facts_; }
+    [[nodiscard]] const Ref<const ByteSource>& source() const override { return source_; }
     [[nodiscard]] bool canReduce(int denominator) const override
     {
         return denominator == 1 || denominator == 2 || denominator == 4 || denominator == 8;

@@ -1,5 +1,6 @@
 #include <zel/platform/codecs/jpeg_decoder.h>
 #include <zel/platform/foundation/limits.h>
+#include <zel/platform/foundation/notes.h>
 
 #include <algorithm>
 #include <array>
@@ -94,14 +95,20 @@ JpegDecoder::~JpegDecoder()
     jpeg_destroy_decompress(&info_);
 }
 
-bool JpegDecoder::readHeader()
+bool JpegDecoder::readHeader(Segments segments)
 {
-    return guarded(errors_, [this] {
+    return guarded(errors_, [this, segments] {
         jpeg_CreateDecompress(&info_, JPEG_LIB_VERSION, sizeof info_);
         const std::uint64_t memory = ZelLimits::current().decodeBytes;
         info_.mem->max_memory_to_use =
             static_cast<long>(std::min<std::uint64_t>(memory, std::numeric_limits<long>::max()));
         info_.src = &input_->manager;
+        constexpr int applications = 16;
+        constexpr unsigned wholeSegment = 0xFFFF;
+        for (int number = 0; segments == Segments::kept && number < applications; ++number)
+            jpeg_save_markers(&info_, JPEG_APP0 + number, wholeSegment);
+        if (segments == Segments::kept)
+            jpeg_save_markers(&info_, JPEG_COM, wholeSegment);
         jpeg_read_header(&info_, TRUE);
         if (info_.jpeg_color_space == JCS_UNKNOWN)
             abandon(errors_, ZelFailureCode::unsupported, "pictures of two components, or of more than four");
@@ -139,6 +146,48 @@ JpegDecoder::Step JpegDecoder::readBlocks()
 void JpegDecoder::leaveBlocksUnsmoothed()
 {
     info_.do_block_smoothing = FALSE;
+}
+
+// What libjpeg calls between rows of blocks while it reads all scans in one go.
+struct JpegDecoder::Watch {
+    jpeg_progress_mgr manager{};
+    JpegDecoder& decoder;
+    int mostScans = ZelLimits::current().jpegScans;
+
+    explicit Watch(JpegDecoder& watched) : decoder(watched)
+    {
+        manager.progress_monitor = [](j_common_ptr info) noexcept { reinterpret_cast<Watch*>(info->progress)->look(); };
+    }
+
+    // Jumps may leave this function: nothing in it has a destructor.
+    void look() noexcept
+    {
+        JpegErrors& errors = decoder.errors_;
+        if (decoder.info_.input_scan_number > mostScans)
+            abandon(errors, ZelFailureCode::limit, "it has more scans than are allowed");
+        if (decoder.input_->deadline.passed())
+            abandon(errors, ZelFailureCode::limit, "decoding took longer than the time allowed");
+        if (!isWanted())
+            abandon(errors, ZelFailureCode::cancelled, "stopped");
+    }
+    // What a host's callback throws must not pass through libjpeg.
+    [[nodiscard]] bool isWanted() const noexcept
+    {
+        try {
+            return keepGoing(decoder.fractionRead(), "jpeg");
+        } catch (...) {
+            return false;
+        }
+    }
+};
+
+bool JpegDecoder::readCoefficients()
+{
+    Watch watch(*this);
+    info_.progress = &watch.manager;
+    const bool read = guarded(errors_, [this] { coefficients_ = jpeg_read_coefficients(&info_); });
+    info_.progress = nullptr;
+    return read && coefficients_ != nullptr;
 }
 
 bool JpegDecoder::startOutput()

@@ -16,7 +16,9 @@ public:
     JpegDecoder(const JpegDecoder&) = delete;
     JpegDecoder& operator=(const JpegDecoder&) = delete;
 
-    [[nodiscard]] bool readHeader();
+    enum class Segments { passed, kept };
+    /// Kept: those of applications and comments stand in `info().marker_list`.
+    [[nodiscard]] bool readHeader(Segments segments = Segments::passed);
     /// True where all data must be read before the first row is complete.
     [[nodiscard]] bool hasMultipleScans();
     /// At 1/denominator of the size, four components a pixel: RGBX, or CMYK as it is stored.
@@ -30,12 +32,21 @@ public:
     /// Begins to give rows of a picture in several scans, as good as those that were read make them.
     [[nodiscard]] bool startOutput();
 
+    /// In place of `start`: reads all scans and leaves their coefficients as they are, in `coefficients()`. Ends with
+    /// `limit` or `cancelled` (which is noted then) where time, scans or the wish to stop say so.
+    [[nodiscard]] bool readCoefficients();
+    /// Of each component.
+    [[nodiscard]] jvirt_barray_ptr* coefficients() const { return coefficients_; }
+
     [[nodiscard]] bool skipRows(int count);
     /// Fills `count` rows of four bytes a pixel.
     [[nodiscard]] bool readRows(std::uint8_t* first, std::size_t stride, int count);
 
     [[nodiscard]] const jpeg_decompress_struct& info() const { return info_; }
+    /// For calls of libjpeg that take a decoder's state, under `guarded`.
+    [[nodiscard]] jpeg_decompress_struct& info() { return info_; }
     [[nodiscard]] const JpegErrors& errors() const { return errors_; }
+    [[nodiscard]] JpegErrors& errors() { return errors_; }
     /// Rows of pixels that a row of blocks gives.
     [[nodiscard]] int rowsPerBlockRow() const;
     /// False where the data ended within the first row of blocks: there is no picture then.
@@ -51,8 +62,10 @@ public:
 
 private:
     struct Input;
+    struct Watch;
     jpeg_decompress_struct info_{};
     JpegErrors errors_{};
+    jvirt_barray_ptr* coefficients_ = nullptr;
     std::unique_ptr<Input> input_;
 };
 

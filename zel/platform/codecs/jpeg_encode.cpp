@@ -16,8 +16,9 @@
 #include <new>
 
 // A picture is coded in strips, which are joined by restart markers: on several cores where its pixels are in memory,
-// else one after the other as its rows are decoded. A search for a size keeps the planes that nearly all of its
-// qualities are coded from; the few from 0.97 on, with colour at full size, start from the picture again.
+// else one after the other as its rows are decoded. A picture that is a JPEG as it stands is not decoded at all: its
+// coefficients are brought to the new quantisers. A search for a size keeps them, or the planes, which nearly all of
+// its qualities are coded from; the few from 0.97 on, with colour at full size, start from the picture again.
 namespace zel {
 namespace {
 
@@ -105,17 +106,22 @@ private:
 // Where strips go: kept as bytes, or counted.
 class StripTarget {
 public:
-    StripTarget(const CGImage& image, double quality)
+    /// `coefficients`: what it is coded from, if any, where it is coded at that sampling.
+    StripTarget(const CGImage& image, double quality, const JpegCoefficients* coefficients)
         : width_(image.width()),
           height_(image.height()),
           sampling_(samplingOf(image, quality)),
           quantizers_(jpegQuantizers(quality)),
           cut_(cutIntoStrips(width_, height_))
     {
+        if (coefficients != nullptr && sampling_ != JpegSampling::full) {
+            requantizer_.emplace(*coefficients, quantizers_);
+            tables_ = tablesFor(*coefficients, *requantizer_);
+        }
         const Ref<const CGColorSpace>& space = image.layout().colorSpace;
         if (space && space->channels() == componentsOf(sampling_))
             profile_ = space->profile();
-        const JpegStripCoder coder(width_, sampling_, quantizers_);
+        const JpegStripCoder coder = makeCoder();
         if (coder.isReady())
             header_ = makeJpegHeader(width_, height_, sampling_, quantizers_, coder,
                                      restartInterval(cut_, width_, sampling_), profile_.span());
@@ -130,18 +136,25 @@ public:
         total_ = header_.size();
     }
 
+    [[nodiscard]] int width() const { return width_; }
     [[nodiscard]] const JpegCut& cut() const { return cut_; }
     [[nodiscard]] JpegSampling sampling() const { return sampling_; }
     [[nodiscard]] int rowsOf(int strip) const { return std::min(cut_.rowsPerStrip, height_ - cut_.firstRow(strip)); }
-    [[nodiscard]] JpegStripCoder makeCoder() const { return {width_, sampling_, quantizers_}; }
+    [[nodiscard]] JpegStripCoder makeCoder() const
+    {
+        return {width_, sampling_, quantizers_, tables_ ? &*tables_ : nullptr};
+    }
     /// True where more strips would change nothing.
     [[nodiscard]] bool isSettled() const { return failure_.happened() || (limit_ != 0 && total_ > limit_); }
 
-    void code(JpegStripCoder& coder, const JpegPlanes& planes, int firstRow, int strip)
+    /// Null where it is coded from samples.
+    [[nodiscard]] const JpegRequantizer* coefficients() const { return requantizer_ ? &*requantizer_ : nullptr; }
+
+    void code(JpegStripCoder& coder, JpegStripSource from, int firstRow, int strip)
     {
         const bool done = strips_.empty()
-                              ? coder.count(planes, firstRow, rowsOf(strip), total_, limit_)
-                              : coder.encode(planes, firstRow, rowsOf(strip), strips_[static_cast<std::size_t>(strip)]);
+                              ? coder.count(from, firstRow, rowsOf(strip), total_, limit_)
+                              : coder.encode(from, firstRow, rowsOf(strip), strips_[static_cast<std::size_t>(strip)]);
         if (!done)
             failure_.keep(coder.errors());
     }
@@ -167,6 +180,8 @@ private:
     int width_, height_;
     JpegSampling sampling_;
     JpegQuantizers quantizers_;
+    std::optional<JpegRequantizer> requantizer_;
+    std::optional<JpegHuffmanTables> tables_;
     JpegCut cut_;
     Data profile_;
     std::vector<std::uint8_t> header_;
@@ -208,12 +223,13 @@ bool fillStrip(const engine::ConstPixels& rows, OpaqueRows& opaque, const JpegPl
     return opaque.forParts(rows, [&](const engine::ConstPixels& part) { writer.put(part); });
 }
 
-bool codePlanes(const JpegPlanes& planes, StripTarget& target)
+// From what is there for the whole picture.
+bool codeWhole(JpegStripSource from, StripTarget& target)
 {
-    return overStrips(target.cut(), planes.width(), target.failure(), [&](int first, int last) {
+    return overStrips(target.cut(), target.width(), target.failure(), [&](int first, int last) {
         JpegStripCoder coder = target.makeCoder();
         for (int strip = first; strip < last && !target.isSettled(); ++strip)
-            target.code(coder, planes, target.cut().firstRow(strip), strip);
+            target.code(coder, from, target.cut().firstRow(strip), strip);
     });
 }
 
@@ -229,7 +245,7 @@ bool codePixels(const CGImage& image, const engine::ConstPixels& pixels, StripTa
                 planes = JpegPlanes(pixels.width, rows, target.sampling());
             if (planes.empty() || !fillStrip(pixels.rows(target.cut().firstRow(strip), rows), opaque, planes, 0))
                 return target.failure().keepOutOfMemory();
-            target.code(coder, planes, 0, strip);
+            target.code(coder, {.planes = &planes}, 0, strip);
         }
     });
 }
@@ -261,7 +277,7 @@ bool codeFlowingRows(const CGImage& image, StripTarget& target)
             done += count;
             filled += count;
             if (filled == wanted) {
-                target.code(coder, planes, 0, strip);
+                target.code(coder, {.planes = &planes}, 0, strip);
                 ++strip;
                 filled = 0;
             }
@@ -275,6 +291,8 @@ bool codeFlowingRows(const CGImage& image, StripTarget& target)
 
 bool codePicture(const CGImage& image, StripTarget& target)
 {
+    if (target.coefficients() != nullptr)
+        return codeWhole({.coefficients = target.coefficients()}, target);
     if (rowsFlow(image))
         return codeFlowingRows(image, target);
     const engine::ConstPixels pixels = pixelsOf(image);
@@ -295,13 +313,18 @@ bool isEncodable(const Ref<const CGImage>& image)
     return true;
 }
 
+Absent failWithoutMemory()
+{
+    return fail(ZelFailureCode::outOfMemory, operation, "no memory for the encoded picture");
+}
+
 template <class Result, class Work>
 std::optional<Result> withMemory(Work work)
 {
     try {
         return work();
     } catch (const std::bad_alloc&) {
-        return fail(ZelFailureCode::outOfMemory, operation, "no memory for the encoded picture");
+        return failWithoutMemory();
     }
 }
 
@@ -309,58 +332,70 @@ std::optional<Result> withMemory(Work work)
 
 struct JpegEncoder::State {
     Ref<const CGImage> image;
-    JpegPlanes planes; // grey, or with colour at half size
+    // One of these, grey or with colour at half size.
+    std::unique_ptr<JpegCoefficients> coefficients;
+    JpegPlanes planes;
 
     bool code(StripTarget& target) const
     {
-        return target.sampling() == planes.sampling() ? codePlanes(planes, target) : codePicture(*image, target);
+        return coefficients || target.sampling() == JpegSampling::full ? codePicture(*image, target)
+                                                                       : codeWhole({.planes = &planes}, target);
     }
+    bool makePlanes();
 };
+
+bool JpegEncoder::State::makePlanes()
+{
+    planes = JpegPlanes(image->width(), image->height(), samplingOf(*image, 0));
+    if (planes.empty())
+        return fail(ZelFailureCode::outOfMemory, operation, "no memory for the samples");
+    if (rowsFlow(*image)) {
+        OpaqueRows opaque(image->layout());
+        JpegPlaneWriter writer(planes, 0);
+        return readRows(*image, [&](int, const engine::ConstPixels& rows) {
+            return opaque.forParts(rows, [&](const engine::ConstPixels& part) { writer.put(part); });
+        });
+    }
+    const engine::ConstPixels pixels = pixelsOf(*image);
+    if (pixels.empty())
+        return false;
+    FirstFailure failure;
+    const JpegCut cut = cutIntoStrips(pixels.width, pixels.height);
+    return overStrips(cut, pixels.width, failure, [&](int first, int last) {
+        OpaqueRows opaque(image->layout());
+        const int firstRow = cut.firstRow(first);
+        const int rows = std::min(cut.firstRow(last), pixels.height) - firstRow;
+        if (!fillStrip(pixels.rows(firstRow, rows), opaque, planes, firstRow))
+            failure.keepOutOfMemory();
+    });
+}
 
 Ref<JpegEncoder> JpegEncoder::make(const Ref<const CGImage>& image)
 {
     if (!isEncodable(image))
         return nullptr;
-    constexpr int planeBytesPerPixel = 2; // one and a half
+    constexpr int keptBytesPerPixel = 3; // of coefficients; of samples half as many
     const CGSize size{static_cast<CGFloat>(image->width()), static_cast<CGFloat>(image->height())};
-    if (!withinOperationLimits(size, planeBytesPerPixel, operation))
+    if (!withinOperationLimits(size, keptBytesPerPixel, operation))
         return nullptr;
-    const auto state = std::make_shared<State>();
-    state->image = image;
-    state->planes = JpegPlanes(image->width(), image->height(), samplingOf(*image, 0));
-    if (state->planes.empty())
-        return fail(ZelFailureCode::outOfMemory, operation, "no memory for the samples");
-    if (rowsFlow(*image)) {
-        OpaqueRows opaque(image->layout());
-        JpegPlaneWriter writer(state->planes, 0);
-        if (!readRows(*image, [&](int, const engine::ConstPixels& rows) {
-                return opaque.forParts(rows, [&](const engine::ConstPixels& part) { writer.put(part); });
-            }))
+    try {
+        const auto state = std::make_shared<State>();
+        state->image = image;
+        state->coefficients = coefficientsOf(*image, samplingOf(*image, 0));
+        if (!state->coefficients && !state->makePlanes())
             return nullptr;
-    } else {
-        const engine::ConstPixels pixels = pixelsOf(*image);
-        if (pixels.empty())
-            return nullptr;
-        FirstFailure failure;
-        const JpegCut cut = cutIntoStrips(pixels.width, pixels.height);
-        if (!overStrips(cut, pixels.width, failure, [&](int first, int last) {
-                OpaqueRows opaque(image->layout());
-                const int firstRow = cut.firstRow(first);
-                const int rows = std::min(cut.firstRow(last), pixels.height) - firstRow;
-                if (!fillStrip(pixels.rows(firstRow, rows), opaque, state->planes, firstRow))
-                    failure.keepOutOfMemory();
-            }))
-            return nullptr;
+        const Ref<JpegEncoder> encoder(new JpegEncoder);
+        encoder->state_ = state;
+        return encoder;
+    } catch (const std::bad_alloc&) {
+        return failWithoutMemory();
     }
-    const Ref<JpegEncoder> encoder(new JpegEncoder);
-    encoder->state_ = state;
-    return encoder;
 }
 
 std::optional<Data> JpegEncoder::encode(double quality) const
 {
     return withMemory<Data>([&]() -> std::optional<Data> {
-        StripTarget target(*state_->image, quality);
+        StripTarget target(*state_->image, quality, state_->coefficients.get());
         target.keepBytes();
         return state_->code(target) ? std::optional(target.joined()) : std::nullopt;
     });
@@ -369,7 +404,7 @@ std::optional<Data> JpegEncoder::encode(double quality) const
 std::optional<std::uint64_t> JpegEncoder::countBytes(double quality, std::uint64_t limit) const
 {
     return withMemory<std::uint64_t>([&]() -> std::optional<std::uint64_t> {
-        StripTarget target(*state_->image, quality);
+        StripTarget target(*state_->image, quality, state_->coefficients.get());
         target.countUpTo(limit);
         return state_->code(target) ? std::optional(target.counted()) : std::nullopt;
     });
@@ -380,7 +415,9 @@ std::optional<Data> encodeJpeg(const Ref<const CGImage>& image, double quality)
     if (!isEncodable(image))
         return std::nullopt;
     return withMemory<Data>([&]() -> std::optional<Data> {
-        StripTarget target(*image, quality);
+        const JpegSampling sampling = samplingOf(*image, quality);
+        const auto coefficients = sampling == JpegSampling::full ? nullptr : coefficientsOf(*image, sampling);
+        StripTarget target(*image, quality, coefficients.get());
         target.keepBytes();
         return codePicture(*image, target) ? std::optional(target.joined()) : std::nullopt;
     });

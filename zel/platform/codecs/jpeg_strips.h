@@ -1,5 +1,7 @@
 #pragma once
+#include <zel/platform/codecs/jpeg_coefficients.h>
 #include <zel/platform/codecs/jpeg_errors.h>
+#include <zel/platform/codecs/jpeg_huffman.h>
 #include <zel/platform/codecs/jpeg_planes.h>
 #include <zel/platform/codecs/jpeg_tables.h>
 
@@ -21,21 +23,28 @@ JpegCut cutIntoStrips(int width, int height);
 /// Coding units between two restart markers; 0 where there is one strip.
 int restartInterval(const JpegCut& cut, int width, JpegSampling sampling);
 
+/// What a strip is coded from: samples, or coefficients that are there already.
+struct JpegStripSource {
+    const JpegPlanes* planes = nullptr;
+    const JpegRequantizer* coefficients = nullptr; ///< of the whole picture, brought to the coder's quantisers
+};
+
 /// Codes strips, one after the other.
 class JpegStripCoder {
 public:
-    JpegStripCoder(int width, JpegSampling sampling, const JpegQuantizers& quantizers);
+    /// `tables` null: those of the standard's annex K.
+    JpegStripCoder(int width, JpegSampling sampling, const JpegQuantizers& quantizers, const JpegHuffmanTables* tables);
     ~JpegStripCoder();
     JpegStripCoder(const JpegStripCoder&) = delete;
     JpegStripCoder& operator=(const JpegStripCoder&) = delete;
 
     /// False where libjpeg could not be made ready; `errors()` says why.
     [[nodiscard]] bool isReady() const { return info_.comp_info != nullptr; }
-    /// Codes `rows` rows of the planes, from one that begins a coding unit, and appends what stands between two
+    /// Codes `rows` rows of the source, from one that begins a coding unit, and appends what stands between two
     /// markers.
-    [[nodiscard]] bool encode(const JpegPlanes& planes, int firstRow, int rows, std::vector<std::uint8_t>& bytes);
+    [[nodiscard]] bool encode(JpegStripSource from, int firstRow, int rows, std::vector<std::uint8_t>& bytes);
     /// The same, adding to `total` how many bytes that is. Stops early where `total` passes `limit` (0 = none).
-    [[nodiscard]] bool count(const JpegPlanes& planes, int firstRow, int rows, std::atomic<std::uint64_t>& total,
+    [[nodiscard]] bool count(JpegStripSource from, int firstRow, int rows, std::atomic<std::uint64_t>& total,
                              std::uint64_t limit);
     /// Why the last call was false.
     [[nodiscard]] const JpegErrors& errors() const { return errors_; }
@@ -46,11 +55,14 @@ public:
 
 private:
     struct Output;
-    [[nodiscard]] bool code(const JpegPlanes& planes, int firstRow, int rows);
+    [[nodiscard]] bool code(JpegStripSource from, int firstRow, int rows);
+    void putSamples(const JpegPlanes& planes, int firstRow, int rows);
+    void putCoefficients(const JpegRequantizer& coefficients, int firstRow);
 
     jpeg_compress_struct info_{};
     JpegErrors errors_{};
     std::unique_ptr<Output> output_;
+    std::array<jvirt_barray_ptr, 3> arrays_{}; // which libjpeg reads until a strip is finished
     int width_;
     JpegSampling sampling_;
 };

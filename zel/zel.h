@@ -6,6 +6,7 @@
 #include <zel/core/image.h>
 #include <zel/io/encode.h>
 #include <zel/io/exif.h>
+#include <zel/io/lossless_jpeg.h>
 #include <zel/operations/chroma.h>
 #include <zel/operations/convolution.h>
 #include <zel/operations/resize.h>

@@ -45,8 +45,13 @@ std::vector<std::uint8_t> pixelsOf(const Ref<ZelImage>& image)
 {
     if (!image || !image->cgImage)
         return {};
-    const std::span<const std::uint8_t> bytes = image->cgImage->bytes();
-    return {bytes.begin(), bytes.end()};
+    const CGImage& picture = *image->cgImage;
+    const std::span<const std::uint8_t> bytes = picture.bytes();
+    const auto rowBytes = static_cast<std::size_t>(picture.width() * picture.layout().bitsPerComponent / 2);
+    std::vector<std::uint8_t> pixels;
+    for (std::size_t row = 0; row < bytes.size(); row += picture.bytesPerRow()) // without what lies between rows
+        pixels.insert(pixels.end(), bytes.data() + row, bytes.data() + row + rowBytes);
+    return pixels;
 }
 
 /// A whole number of pixels that a side may become: cut off, or rounded up.
@@ -106,6 +111,40 @@ Ref<ZelImage> cutOut(Choices& choices, const Ref<ZelImage>& image)
     return result;
 }
 
+/// Turned by a quarter and back, by any angle, or convolved.
+Ref<ZelImage> turned(Choices& choices, const Ref<ZelImage>& image)
+{
+    using Direction = ZelImage::RotationDirection;
+    const double angle = side(choices) * 5;
+    switch (choices.byte() % 4) {
+    case 0: {
+        const auto there = rotate(image, Direction::r90Clockwhise), back = rotate(there, Direction::r90AntiClockWise);
+        require(pixelsOf(back) == pixelsOf(image), "two quarter turns that undo each other");
+        return rotate(image, static_cast<Direction>(choices.byte() % 6));
+    }
+    case 1: {
+        const auto result = rotate(image, {.degrees = angle});
+        require(!result ||
+                    result->cgImage->width() * result->cgImage->height() >= image->size.width * image->size.height,
+                "a canvas that holds the picture");
+        return result;
+    }
+    case 2: {
+        const auto result = ZelImageHelper::rotate(image, {.by = angle});
+        require(image == nullptr || result != nullptr, "the picture itself where it cannot be turned");
+        return result;
+    }
+    default: {
+        std::vector<std::int16_t> kernel(choices.byte() < 20 ? choices.byte() : 9);
+        for (auto& weight : kernel)
+            weight = static_cast<std::int16_t>(choices.number(-4, 9) * (choices.byte() < 20 ? 3000 : 1));
+        const auto result = convolve(image, {.kernel = kernel});
+        require((image != nullptr && kernel.size() == 9) || result == nullptr, "no result of other kernels");
+        return result;
+    }
+    }
+}
+
 Ref<ZelImage> step(Choices& choices, const Ref<ZelImage>& image, const Ref<ZelImage>& other)
 {
     const CGSize size = image ? image->size : CGSize{};
@@ -148,6 +187,8 @@ Ref<ZelImage> step(Choices& choices, const Ref<ZelImage>& image, const Ref<ZelIm
         return ZelImageHelper::reduceImageToSize(image, {.targetSize = {a, b}});
     case 10:
         return ZelImageHelper::reduceImageTo1x1Pixels(image);
+    case 11:
+        return turned(choices, image);
     case 12:
     case 13:
     case 14:

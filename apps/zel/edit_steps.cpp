@@ -4,6 +4,7 @@
 #include "quantity.h"
 #include "sizing.h"
 
+#include <zel/operations/chroma.h>
 #include <zel/operations/convolution.h>
 #include <zel/operations/rotate.h>
 
@@ -77,6 +78,47 @@ EditStep makeConvolve(StepSettings& settings)
             sameSize, Needs::pixels};
 }
 
+EditStep makeKey(StepSettings& settings)
+{
+    std::optional<ZelColor> color;
+    std::optional<double> tolerance;
+    settings.read("color", color, readColor);
+    settings.read("tolerance", tolerance, readTolerance);
+    settings.refuseOthers();
+    if (!color)
+        throw UsageError("no colour", "--key '#20b240,tolerance=60'");
+    ZelImage::KeyColor keyColor;
+    keyColor.color = *color;
+    keyColor.tolerance = tolerance.value_or(keyColor.tolerance);
+    return {plainly([keyColor](const Ref<ZelImage>& image) { return key(image, {.with = keyColor}); }), sameSize};
+}
+
+/// A step with a colour alone.
+template <class Operation>
+EditStep makeFilling(StepSettings& settings, const Operation& operation)
+{
+    std::optional<ZelColor> color;
+    settings.read("color", color, readColor);
+    settings.refuseOthers();
+    if (!color)
+        throw UsageError("no colour", "'#335577'");
+    const FillWith with{.with = *color};
+    return {plainly([with, operation](const Ref<ZelImage>& image) { return operation(image, with); }), sameSize};
+}
+
+EditStep makeFill(StepSettings& settings)
+{
+    return makeFilling(settings, [](const Ref<ZelImage>& image, FillWith color) {
+        const Ref<ZelImage> result = fill(image, color);
+        return result == image ? nullptr : result; // itself where it cannot be filled
+    });
+}
+
+EditStep makeFillHoles(StepSettings& settings)
+{
+    return makeFilling(settings, [](const Ref<ZelImage>& image, FillWith color) { return fillHoles(image, color); });
+}
+
 EditStep makeWatermark(StepSettings& settings)
 {
     MarkingOptions mark;
@@ -101,6 +143,9 @@ constexpr std::array kinds = {
              "width=, height=, size=, max-side=, min-side=, fit=fit|fill|none, no-enlarge=yes", makeResize},
     StepKind{"rotate", "by", "DEGREES", "clockwise", makeRotate},
     StepKind{"convolve", "kernel", "'9 NUMBERS'", "a kernel of 3 by 3, over 3", makeConvolve},
+    StepKind{"key", "color", "COLOR", "a colour made transparent; tolerance= behind it", makeKey},
+    StepKind{"fill", "color", "COLOR", "one colour everywhere, alpha kept", makeFill},
+    StepKind{"fill-holes", "color", "COLOR", "transparent holes filled", makeFillHoles},
     StepKind{"watermark", "file", "FILE", "position=, scale=, opacity= behind it", makeWatermark},
 };
 

@@ -17,12 +17,6 @@ constexpr std::string_view notes =
 alpha: write PNG or TIFF.
 )";
 
-double readTolerance(std::string_view text)
-{
-    constexpr double most = 1000;
-    return readNumber(text, 0, most);
-}
-
 int run(const Verb& verb, Words words)
 {
     PictureOptions options;

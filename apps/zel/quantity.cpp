@@ -118,6 +118,12 @@ double readAngle(std::string_view text)
     return readNumber(text, -largest, largest);
 }
 
+double readTolerance(std::string_view text)
+{
+    constexpr double most = 1000;
+    return readNumber(text, 0, most);
+}
+
 std::vector<std::int16_t> readKernel(std::string_view text)
 {
     constexpr std::size_t kernelSize = 9;

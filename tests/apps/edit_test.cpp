@@ -29,12 +29,16 @@ TEST(Edit, StepsAreDoneInTheOrderWritten)
         {{"resize", "--width", "30"}, {"rotate", "--by", "90"}, {"convolve", "--kernel", kernel}},
         {{"rotate", "--by", "-30"}, {"resize", "--size", "20x20", "--fit", "fill"}},
         {{"resize", "--size", "20x20", "--fit", "fill"}, {"rotate", "--by", "-30"}},
+        {{"key", "--color", "#303020", "--tolerance", "40"},
+         {"fill-holes", "--color", "white"},
+         {"fill", "--color", "#f00"}},
         {{"watermark", "--watermark", "logo.png", "--opacity", "0.5"}, {"resize", "--max-side", "31"}},
     };
     const Steps steps[] = {
         {"--resize", "width=30", "--rotate", "90", "--convolve", kernel},
         {"--rotate=-30", "--resize", "20x20,fit=fill"},
         {"--resize", "size=20x20,fit=fill", "--rotate", "by=-30"},
+        {"--key", "#303020,tolerance=40", "--fill-holes", "white", "--fill", "color=#f00"},
         {"--watermark", "logo.png,opacity=0.5", "--resize=max-side=31"},
     };
     for (std::size_t i = 0; i < std::size(chains); ++i) {

@@ -22,3 +22,4 @@
 #include <zel/platform/foundation/threads.h>
 #include <zel/platform/images/draw.h>
 #include <zel/support/dicotomic.h>
+#include <zel/support/notify.h>

@@ -9,6 +9,7 @@
 #include <zel/io/lossless_jpeg.h>
 #include <zel/operations/chroma.h>
 #include <zel/operations/convolution.h>
+#include <zel/operations/crop.h>
 #include <zel/operations/resize.h>
 #include <zel/operations/rotate.h>
 #include <zel/operations/subjects.h>

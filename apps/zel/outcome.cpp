@@ -137,8 +137,9 @@ int statusOf(ZelFailureCode code)
         return 5;
     case ZelFailureCode::missingPart:
         return 6;
+    case ZelFailureCode::invalidArgument: // right in itself, and not for this picture: a rectangle outside of it
+        return 2;
     case ZelFailureCode::none:
-    case ZelFailureCode::invalidArgument:
     case ZelFailureCode::network:
     case ZelFailureCode::cancelled:
         return 1;

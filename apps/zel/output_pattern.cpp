@@ -44,7 +44,7 @@ OutputPattern::OutputPattern(std::string_view pattern)
         const auto kind = readKind(name);
         if (!kind)
             throw UsageError(fmt::format("{}: {{{}}} stands for nothing", pattern, inside),
-                             "{stem}, {ext}, {n}, {n:04}, {width}, {height}");
+                             "{stem}, {ext}, {n}, {n:04}, {width}, {height}, {row}, {col}");
         Part part{*kind, {}, 0};
         if (colon != std::string_view::npos) {
             if (part.kind == Kind::stem || part.kind == Kind::extension)
@@ -68,19 +68,27 @@ std::optional<OutputPattern::Kind> OutputPattern::readKind(std::string_view name
         return Kind::width;
     if (name == "height")
         return Kind::height;
+    if (name == "row")
+        return Kind::row;
+    if (name == "col")
+        return Kind::column;
     return std::nullopt;
 }
 
 bool OutputPattern::needsSize() const
 {
-    return std::any_of(parts_.begin(), parts_.end(),
-                       [](const Part& part) { return part.kind == Kind::width || part.kind == Kind::height; });
+    return has(Kind::width) || has(Kind::height);
+}
+
+bool OutputPattern::has(Kind kind) const
+{
+    return std::any_of(parts_.begin(), parts_.end(), [&](const Part& part) { return part.kind == kind; });
 }
 
 std::string OutputPattern::expand(const PatternValues& values) const
 {
     std::string name;
-    const auto side = [](std::string_view word, std::optional<int> value, std::size_t digits) {
+    const auto known = [](std::string_view word, const auto& value, std::size_t digits) {
         return value ? numberText(static_cast<std::size_t>(*value), digits) : fmt::format("{{{}}}", word);
     };
     for (const auto& part : parts_) {
@@ -98,10 +106,16 @@ std::string OutputPattern::expand(const PatternValues& values) const
             name += numberText(values.number, part.digits);
             break;
         case Kind::width:
-            name += side("width", values.width, part.digits);
+            name += known("width", values.width, part.digits);
             break;
         case Kind::height:
-            name += side("height", values.height, part.digits);
+            name += known("height", values.height, part.digits);
+            break;
+        case Kind::row:
+            name += known("row", values.row, part.digits);
+            break;
+        case Kind::column:
+            name += known("col", values.column, part.digits);
             break;
         }
     }

@@ -14,6 +14,8 @@ namespace zel::program {
 namespace {
 
 constexpr std::string_view standardOutput = "-";
+/// Stands for row and column in the names of tiles in a folder, until they are known.
+constexpr std::string_view tileMark = "-{row}-{col}";
 /// What a file from standard input is called where a name is needed.
 constexpr std::string_view stemOfStandardInput = "stdin";
 
@@ -89,11 +91,18 @@ std::string resolved(const std::string& path)
 } // namespace
 
 OutputPlan::OutputPlan(const OutputOptions& options, const Inputs& inputs, std::optional<Format> format,
-                       const std::vector<std::string>& others)
-    : kind_(kindOf(options, inputs))
+                       const std::vector<std::string>& others, Results results)
+    : kind_(results == Results::tiles ? kindOfTiles(options, inputs) : kindOf(options, inputs)), results_(results)
 {
-    if (kind_ == Kind::pattern)
+    if (kind_ == Kind::pattern) {
         pattern_.emplace(*options.output);
+        const bool namesTiles = pattern_->namesRow() && pattern_->namesColumn();
+        if (results == Results::tiles && !namesTiles)
+            throw UsageError(fmt::format("{}: {{row}} and {{col}} tell tiles apart", *options.output),
+                             "-o 'FOLDER/{stem}-{row}-{col}.{ext}'");
+        if (results == Results::one && (pattern_->namesRow() || pattern_->namesColumn()))
+            throw UsageError(fmt::format("{}: {{row}} and {{col}} are of tiles", *options.output), "zel help tiles");
+    }
     for (const auto& input : inputs.list)
         if (input.node != 0)
             inputs_.emplace_back(input.device, input.node);
@@ -105,7 +114,7 @@ OutputPlan::OutputPlan(const OutputOptions& options, const Inputs& inputs, std::
 
     for (std::size_t i = 0; i < inputs.list.size(); ++i) {
         auto& output = outputs_.emplace_back(plan(options, inputs.list[i], format, i));
-        if (kind_ == Kind::standardOutput || (pattern_ && pattern_->needsSize()))
+        if (kind_ == Kind::standardOutput || results == Results::tiles || (pattern_ && pattern_->needsSize()))
             continue;
         if (replacesInput(output.path, options.inPlace))
             output.mayReplace = true;
@@ -153,6 +162,27 @@ OutputPlan::Kind OutputPlan::kindOf(const OutputOptions& options, const Inputs& 
     return Kind::folder;
 }
 
+OutputPlan::Kind OutputPlan::kindOfTiles(const OutputOptions& options, const Inputs& inputs)
+{
+    constexpr const char* hint = "-o FOLDER/ or -o 'FOLDER/{stem}-{row}-{col}.{ext}'";
+    if (options.inPlace)
+        throw UsageError("tiles cannot take the place of their picture", hint);
+    switch (kindOf(options, inputs)) {
+    case Kind::standardOutput:
+        throw UsageError("standard output takes one picture", hint);
+    case Kind::pattern:
+        return Kind::pattern;
+    case Kind::file:
+        if (formatOfFile(*options.output) || factsOf(*options.output))
+            throw UsageError(fmt::format("{} takes one picture", *options.output), hint);
+        break;
+    case Kind::folder:
+    case Kind::inPlace:
+        break;
+    }
+    return Kind::folder;
+}
+
 OutputPlan::Output OutputPlan::plan(const OutputOptions& options, const Input& input, std::optional<Format> asked,
                                     std::size_t index)
 {
@@ -177,7 +207,9 @@ OutputPlan::Output OutputPlan::plan(const OutputOptions& options, const Input& i
         break;
     case Kind::folder: {
         output.format = wantedFormat(input, {}, asked);
-        const auto name = fmt::format("{}.{}", stemFor(input), extensionFor(input, output.format));
+        const auto extension = extensionFor(input, output.format);
+        const auto name = results_ == Results::tiles ? fmt::format("{}{}.{}", stemFor(input), tileMark, extension)
+                                                     : fmt::format("{}.{}", stemFor(input), extension);
         const auto folder = options.output->ends_with('/') ? *options.output : *options.output + '/';
         output.path = joinPath(folder + input.below, name).value_or(name);
         output.mayReplace = options.force;
@@ -214,9 +246,25 @@ OutputPlan::Claim OutputPlan::claim(std::size_t input, int width, int height)
     if (!pattern_ || !pattern_->needsSize())
         return {output.path, true};
     const auto& [stem, extension] = names_[input];
-    auto path = pattern_->expand({stem, extension, input + 1, width, height});
+    return take(input, pattern_->expand({stem, extension, input + 1, width, height}));
+}
+
+OutputPlan::Claim OutputPlan::claim(std::size_t input, const Tile& tile)
+{
+    if (pattern_) {
+        const auto& [stem, extension] = names_[input];
+        return take(input,
+                    pattern_->expand({stem, extension, input + 1, tile.width, tile.height, tile.row, tile.column}));
+    }
+    auto path = outputs_[input].path;
+    path.replace(path.rfind(tileMark), tileMark.size(), fmt::format("-{}-{}", tile.row, tile.column));
+    return take(input, std::move(path));
+}
+
+/// Never in place: whether an input has been read already depends on the order in which threads come to it.
+OutputPlan::Claim OutputPlan::take(std::size_t input, std::string path)
+{
     try {
-        // Never in place: whether an input has been read already depends on the order in which threads come to it.
         (void)replacesInput(path, false);
     } catch (const UsageError&) {
         return {std::move(path), false};

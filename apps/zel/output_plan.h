@@ -17,10 +17,14 @@ public:
         bool mayReplace = false; ///< a file of that name may stand there
     };
 
+    /// What an input becomes: one picture, or tiles, whose outputs need a folder or a pattern with their row and
+    /// column.
+    enum class Results { one, tiles };
+
     /// Throws UsageError: no output, two inputs for one, an output that is an input, a format that is not written.
     /// `others` are further files that the work reads, such as a watermark.
     OutputPlan(const OutputOptions& options, const Inputs& inputs, std::optional<Format> format,
-               const std::vector<std::string>& others);
+               const std::vector<std::string>& others, Results results = Results::one);
 
     [[nodiscard]] const Output& of(std::size_t input) const { return outputs_[input]; }
     [[nodiscard]] bool goesToStandardOutput() const { return kind_ == Kind::standardOutput; }
@@ -31,17 +35,25 @@ public:
     };
     /// The output's name when the result's size is known, taken for this input. May be called from several threads.
     [[nodiscard]] Claim claim(std::size_t input, int width, int height);
+    struct Tile {
+        std::size_t row, column;
+        int width, height;
+    };
+    [[nodiscard]] Claim claim(std::size_t input, const Tile& tile);
 
 private:
     enum class Kind { standardOutput, inPlace, file, folder, pattern };
     using Node = std::pair<dev_t, ino_t>;
 
     static Kind kindOf(const OutputOptions& options, const Inputs& inputs);
+    static Kind kindOfTiles(const OutputOptions& options, const Inputs& inputs);
+    [[nodiscard]] Claim take(std::size_t input, std::string path);
     Output plan(const OutputOptions& options, const Input& input, std::optional<Format> format, std::size_t index);
     /// Refuses an output that would hit a file that is read; gives whether it is an input that may be replaced.
     [[nodiscard]] bool replacesInput(const std::string& path, bool inPlace) const;
 
     Kind kind_;
+    Results results_;
     std::optional<OutputPattern> pattern_;
     std::vector<Output> outputs_;
     std::vector<std::pair<std::string, std::string>> names_; ///< stem and extension of each output under a pattern

@@ -141,16 +141,6 @@ int sayFailure(std::string_view verb, const ZelNote& reason)
     return statusOf(reason.code);
 }
 
-/// What a dry run says to people.
-std::string planText(const std::vector<Outcome>& outcomes)
-{
-    std::string text;
-    for (const auto& outcome : outcomes)
-        if (outcome.state == Outcome::State::planned)
-            text += printable(fmt::format("{} -> {}", outcome.input, outcome.output)) + '\n';
-    return text;
-}
-
 } // namespace
 
 void PictureOptions::declare(Arguments& arguments)
@@ -160,6 +150,15 @@ void PictureOptions::declare(Arguments& arguments)
     outputs.declare(arguments);
     limits.declare(arguments);
     reports.declare(arguments);
+}
+
+std::string planText(const std::vector<Outcome>& outcomes)
+{
+    std::string text;
+    for (const auto& outcome : outcomes)
+        if (outcome.state == Outcome::State::planned)
+            text += printable(fmt::format("{} -> {}", outcome.input, outcome.output)) + '\n';
+    return text;
 }
 
 int runPictures(const Verb& verb, const PictureOptions& options, const PictureWork& work)

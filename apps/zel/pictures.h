@@ -1,6 +1,7 @@
 #pragma once
 #include "common_options.h"
 #include "encoding.h"
+#include "outcome.h"
 
 #include <functional>
 
@@ -29,5 +30,8 @@ struct PictureWork {
 
 /// Reads each input, applies the step, writes the output. Gives the exit status; throws UsageError.
 int runPictures(const Verb& verb, const PictureOptions& options, const PictureWork& work);
+
+/// What a dry run says to people: a line for each input.
+std::string planText(const std::vector<Outcome>& outcomes);
 
 } // namespace zel::program

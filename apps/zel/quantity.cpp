@@ -141,6 +141,32 @@ std::vector<std::int16_t> readKernel(std::string_view text)
     return kernel;
 }
 
+CGRect readRect(std::string_view text)
+{
+    constexpr double farthest = 1e9;
+    std::array<double, 4> figures{};
+    auto rest = text;
+    for (std::size_t i = 0; i < figures.size(); ++i) {
+        const auto comma = rest.find(',');
+        if ((comma == std::string_view::npos) != (i + 1 == figures.size()))
+            throw UsageError(fmt::format("'{}' is no rectangle (X,Y,WIDTH,HEIGHT)", text));
+        figures[i] = readNumber(rest.substr(0, comma), -farthest, farthest);
+        rest.remove_prefix(comma == std::string_view::npos ? rest.size() : comma + 1);
+    }
+    const auto [x, y, width, height] = figures;
+    if (!(width > 0 && height > 0))
+        throw UsageError(fmt::format("{}: a rectangle without area", text));
+    return {{x, y}, {width, height}};
+}
+
+double readRatio(std::string_view text)
+{
+    constexpr double least = 1e-6, most = 1e6;
+    const auto colon = text.find(':');
+    const double width = readNumber(text.substr(0, colon), least, most);
+    return colon == std::string_view::npos ? width : width / readNumber(text.substr(colon + 1), least, most);
+}
+
 ZelColor readColor(std::string_view text)
 {
     if (text == "white")

@@ -26,6 +26,10 @@ double readAngle(std::string_view text);
 double readTolerance(std::string_view text);
 /// "0 -3 0 -3 15 -3 0 -3 0": 9 whole numbers of 16 bits, parted by blanks or commas.
 std::vector<std::int16_t> readKernel(std::string_view text);
+/// "X,Y,W,H": pixels from the top-left corner, sides above 0.
+CGRect readRect(std::string_view text);
+/// "16:9", "1.5": a width divided by its height, above 0.
+double readRatio(std::string_view text);
 /// "#rgb", "#rrggbb", "#rrggbbaa" (the number sign may be left out), "white", "black", "transparent".
 ZelColor readColor(std::string_view text);
 

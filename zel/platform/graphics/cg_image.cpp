@@ -5,6 +5,7 @@
 #include <zel/platform/foundation/guards.h>
 #include <zel/platform/foundation/notes.h>
 #include <zel/platform/graphics/color_space.h>
+#include <zel/platform/graphics/image_part.h>
 #include <zel/platform/graphics/image_rows.h>
 
 #include <atomic>
@@ -26,6 +27,7 @@ struct CGImage::State {
 };
 
 struct CGImageAccess {
+    using State = CGImage::State;
     static Ref<CGImage> create(const CGImage::Layout& layout)
     {
         const Ref<CGImage> image(new CGImage);
@@ -193,6 +195,33 @@ Ref<const CGImage> makeImage(const CGImage::Layout& layout, const engine::ConstP
     state.pixels = pixels;
     state.decoded = true;
     return image;
+}
+
+Ref<const CGImage> partOf(const Ref<const CGImage>& image, const PixelArea& area)
+{
+    if (!image)
+        return failAbsentInput("crop");
+    if (area.left < 0 || area.top < 0 || area.width < 1 || area.height < 1 || area.width > image->width() - area.left ||
+        area.height > image->height() - area.top)
+        return fail(ZelFailureCode::invalidArgument, "crop", "the part is not inside the picture");
+    if (area.width == image->width() && area.height == image->height())
+        return image;
+    const CGImageAccess::State& whole = CGImageAccess::state(*image);
+    const Ref<const PixelProvider> provider = whole.provider ? partOf(whole.provider, area) : nullptr;
+    if (!whole.decoded)
+        return CGImage::make(provider);
+    CGImage::Layout layout = whole.layout;
+    layout.width = area.width;
+    layout.height = area.height;
+    // A part of a part holds on to the memory alone: chains of parts would be as long as a host cares to make them.
+    const Ref<const void> owner = whole.owner ? whole.owner : Ref<const void>(image);
+    const Ref<CGImage> part = CGImageAccess::create(layout);
+    auto& state = CGImageAccess::state(*part);
+    state.provider = provider;
+    state.owner = owner;
+    state.pixels = whole.pixels.part(area.left, area.top, area.width, area.height);
+    state.decoded = true;
+    return part;
 }
 
 engine::ConstPixels pixelsOf(const CGImage& image)

@@ -39,6 +39,7 @@ public:
     int width() const;
     int height() const;
     const Layout& layout() const; ///< upright
+    /// At least width × bytes a pixel; more in a part that shares its picture's memory.
     std::size_t bytesPerRow() const;
     /// All pixels, decoding them first where that has not happened yet; empty when decoding fails.
     std::span<const std::uint8_t> bytes() const;

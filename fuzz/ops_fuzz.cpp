@@ -145,12 +145,75 @@ Ref<ZelImage> turned(Choices& choices, const Ref<ZelImage>& image)
     }
 }
 
+/// Where a rectangle may begin: around the picture, or nowhere near.
+double offset(Choices& choices)
+{
+    return choices.byte() % 8 == 0 ? side(choices) : choices.number(-20, 60) + choices.fraction();
+}
+
+/// A part is inside its picture, and pixel for pixel what lies there.
+Ref<ZelImage> cropped(const Ref<ZelImage>& image, CGRect rect)
+{
+    Ref<ZelImage> part = crop(image, {.to = rect});
+    if (!part)
+        return part;
+    const CGImage &whole = *image->cgImage, &cut = *part->cgImage;
+    require(cut.width() <= whole.width() && cut.height() <= whole.height(), "a part is no larger than its picture");
+    const auto low = [](double edge) { return edge > 0 ? static_cast<std::size_t>(edge + 1e-6) : std::size_t{0}; };
+    const std::size_t bytesPerPixel = whole.layout().bitsPerComponent == 16 ? 8 : 4;
+    const auto all = whole.bytes(), some = cut.bytes();
+    require(some[0] == all[low(rect.minY()) * whole.bytesPerRow() + low(rect.minX()) * bytesPerPixel],
+            "the part's first pixel");
+    return part;
+}
+
+/// One of the tiles; each row has as many.
+Ref<ZelImage> oneOf(Choices& choices, const ZelTiles& rows)
+{
+    for (const auto& row : rows)
+        require(!row.empty() && row.size() == rows.front().size(), "tiles in every row");
+    if (rows.empty())
+        return nullptr;
+    const auto& row = rows[choices.byte() % rows.size()];
+    return row[choices.byte() % row.size()];
+}
+
+/// Parts, tiles, two pictures in one.
+Ref<ZelImage> cutApart(Choices& choices, const Ref<ZelImage>& image, const Ref<ZelImage>& other)
+{
+    const double a = side(choices), b = side(choices);
+    Ref<ZelImage> result;
+    switch (choices.byte() % 6) {
+    case 0:
+        return cropped(image, {{offset(choices), offset(choices)}, {a, b}});
+    case 1:
+        result = ZelImageHelper::crop(image, {.to = {{offset(choices), offset(choices)}, {a, b}}});
+        requireSize(result, {std::fabs(a), std::fabs(b)});
+        return result;
+    case 2:
+        return ZelImageHelper::cropToPoint(image, {.to = {offset(choices), offset(choices)}, .size = {a, b}});
+    case 3:
+        return oneOf(choices, split(image, SplitTo{.to = {a, b}, .tileBorder = choices.number(-3, 20)}));
+    case 4:
+        return oneOf(choices,
+                     choices.byte() % 2 == 0
+                         ? split(image, SplitRows{.rows = choices.number(-1, 9), .columns = choices.number(0, 60)})
+                         : boundedSplit(image, {.toWidth = a, .max = true, .height = b, .maxHeight = true}));
+    default:
+        return join(image,
+                    {.with = other,
+                     .orientation = choices.byte() % 2 == 0 ? ZelImage::JoinOrientation::horizontal
+                                                            : ZelImage::JoinOrientation::vertical,
+                     .scaleMode = choices.byte() % 2 == 0 ? ZelImage::ScaleMode::max : ZelImage::ScaleMode::min});
+    }
+}
+
 Ref<ZelImage> step(Choices& choices, const Ref<ZelImage>& image, const Ref<ZelImage>& other)
 {
     const CGSize size = image ? image->size : CGSize{};
     const double a = side(choices), b = side(choices);
     Ref<ZelImage> result;
-    switch (choices.byte() % 16) {
+    switch (choices.byte() % 18) {
     case 0:
         result = resize(image, {.to = {a, b}});
         requireSize(result, {a, b});
@@ -193,6 +256,9 @@ Ref<ZelImage> step(Choices& choices, const Ref<ZelImage>& image, const Ref<ZelIm
     case 13:
     case 14:
         return cutOut(choices, image);
+    case 16:
+    case 17:
+        return cutApart(choices, image, other);
     default: {
         ZelWatermark how;
         how.position = allCases<ZelWatermark::Position>()[choices.byte() % 9];

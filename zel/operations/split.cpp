@@ -27,6 +27,8 @@ std::optional<std::vector<CGFloat>> origins(CGFloat side, CGFloat tile, std::int
         // Whole numbers far below 2^53: the product is exact in floating point, and cannot overflow.
         const auto index = cgFloat(static_cast<std::int64_t>(found.size()));
         origin = index * tile - 2 * (index * cgFloat(border));
+        if (origin >= side) // the rest of the side lies in the gap that a border below 0 leaves
+            return found;
     }
 }
 

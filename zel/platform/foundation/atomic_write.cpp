@@ -1,5 +1,6 @@
 #include <zel/platform/foundation/atomic_write.h>
 #include <zel/platform/foundation/file_calls.h>
+#include <zel/platform/foundation/folder.h>
 #include <zel/platform/foundation/guards.h>
 #include <zel/platform/foundation/notes.h>
 
@@ -112,23 +113,6 @@ Reason findPlace(const std::string& path, bool followLink, Place& place)
     return reason;
 }
 
-// Of an absolute path.
-Reason makeFolders(const std::string& folder)
-{
-    if (fileCalls().mkdir(folder.c_str(), permissions) == 0 || errno == EEXIST)
-        return {};
-    if (errno != ENOENT)
-        return "the folder cannot be made: " + errorText(errno);
-    const std::size_t slash = folder.find_last_of('/', folder.find_last_not_of('/'));
-    if (slash == 0)
-        return "the folder cannot be made: " + errorText(ENOENT);
-    if (Reason reason = makeFolders(folder.substr(0, slash)); !reason.empty())
-        return reason;
-    if (fileCalls().mkdir(folder.c_str(), permissions) == 0 || errno == EEXIST)
-        return {};
-    return "the folder cannot be made: " + errorText(errno);
-}
-
 /// A file under a temporary name, which is gone with this object unless it was renamed.
 class Temporary {
 public:
@@ -218,7 +202,7 @@ bool writeAtomically(const URL& file, std::span<const std::uint8_t> bytes, const
     const std::filesystem::path path = file.filePath();
     Reason reason;
     if (options.createFolders)
-        reason = makeFolders(path.parent_path().string());
+        reason = makeFolders(path.parent_path().string(), permissions);
     Place place;
     if (reason.empty())
         reason = findPlace(path.string(), options.followLink, place);

@@ -1,0 +1,168 @@
+#include <zel/cache/stored_cache.h>
+
+#include <zel/cache/background_writes.h>
+#include <zel/io/encode.h>
+#include <zel/operations/resize.h>
+#include <zel/platform/foundation/atomic_write.h>
+#include <zel/platform/foundation/folder.h>
+#include <zel/platform/foundation/guards.h>
+#include <zel/platform/foundation/notes.h>
+#include <zel/platform/services/services.h>
+
+#include <algorithm>
+#include <array>
+
+namespace zel {
+namespace {
+
+using Mode = ZelImageStoredCache::Mode;
+using Options = ZelImageStoredCache::Options;
+
+constexpr double jpegQuality = 0.75;
+constexpr mode_t ownerOnly = 0700;
+constexpr std::array<std::string_view, 2> extensions = {".png", ".jpg"};
+
+/// Empty where the name is none that a folder can have.
+URL folderOf(const Options& options)
+{
+    const URL caches = Folders::caches();
+    const auto path = caches.isEmpty() ? std::nullopt : joinPath(caches.filePath().string(), options.name);
+    return path ? URL::file(*path) : URL();
+}
+
+URL fileOf(const Options& options, const std::string& id)
+{
+    const URL folder = folderOf(options);
+    if (folder.isEmpty())
+        return {};
+    const std::string name = id + (options.mode == Mode::png ? ".png" : ".jpg");
+    const auto path = joinPath(folder.filePath().string(), name);
+    return path ? URL::file(*path) : URL();
+}
+
+void write(const Options& options, Ref<ZelImage> image, const URL& file)
+{
+    if (options.resizeMinSideToMax) {
+        const auto bound = static_cast<CGFloat>(*options.resizeMinSideToMax);
+        if (auto smaller = resize(image, {.withMinSideBoundedTo = bound}))
+            image = std::move(smaller);
+    }
+    if (options.mode == Mode::heif)
+        ZelImageHelper::saveToJpeg(image, {.quality = jpegQuality, .url = file});
+    else
+        saveToPNG(image, {.url = file});
+}
+
+/// True where the file ends as a whole PNG or JPEG file of ours does: one that was cut short is computed again.
+bool isWhole(const Data& bytes)
+{
+    constexpr std::array<std::uint8_t, 8> pngEnd = {'I', 'E', 'N', 'D', 0xAE, 0x42, 0x60, 0x82};
+    constexpr std::array<std::uint8_t, 2> jpegEnd = {0xFF, 0xD9};
+    const auto endsWith = [&bytes](auto& end) {
+        return bytes.size() >= end.size() && std::equal(end.rbegin(), end.rend(), bytes.span().rbegin());
+    };
+    return endsWith(pngEnd) || endsWith(jpegEnd);
+}
+
+Ref<ZelImage> readFile(const URL& file)
+{
+    const NotesOnTrial silent; // no file is the usual case, and a damaged one is computed again
+    const auto bytes = file.isEmpty() ? std::nullopt : Data::read(file);
+    return bytes && isWhole(*bytes) ? makeZelImage(*bytes) : nullptr;
+}
+
+bool isOurs(const std::string& name)
+{
+    return std::any_of(extensions.begin(), extensions.end(),
+                       [&name](std::string_view extension) { return name.ends_with(extension); });
+}
+
+} // namespace
+
+struct ZelImageStoredCache::State {
+    Options options;
+    ZelThreadSafeDictionary<std::string, Ref<ZelImage>> computed;
+    Ref<BackgroundWrites> writes = std::make_shared<BackgroundWrites>();
+};
+
+ZelImageStoredCache::ZelImageStoredCache(Options options) : state_(std::make_shared<State>())
+{
+    state_->options = std::move(options);
+    ZelImageStoredCache::removeOldItems();
+}
+
+ZelImageStoredCache::~ZelImageStoredCache() = default;
+
+URL ZelImageStoredCache::imageUrl(With id) const
+{
+    URL file = fileOf(state_->options, id.with);
+    if (!file.isEmpty())
+        makeFolders(file.filePath().parent_path().string(), ownerOnly);
+    return file;
+}
+
+void ZelImageStoredCache::removeOldItems()
+{
+    auto folder = Folder::open(folderOf(state_->options));
+    if (!folder)
+        return;
+    // Shared, because tasks are copied.
+    auto shared = std::make_shared<Folder>(std::move(*folder));
+    state_->writes->add({}, [shared, files = shared->files(), days = state_->options.removeItemsAfterDays] {
+        using Days = std::chrono::duration<double, std::ratio<86'400>>;
+        constexpr std::int64_t furthest = 36'500; // a clock of nanoseconds has no place for more than some centuries
+        const auto age = Days(static_cast<double>(std::clamp(days, -furthest, furthest)));
+        for (const FolderFile& file : files) {
+            const Date now = std::chrono::system_clock::now();
+            const bool isLeftOver = file.name.starts_with(temporaryPrefix) && now - file.modified > Days(1);
+            const bool isOld =
+                isOurs(file.name) && file.modified < now - std::chrono::duration_cast<Date::duration>(age);
+            // Somebody may have written it anew since it was listed.
+            if ((isLeftOver || isOld) && shared->file(file.name).value_or(FolderFile{}).modified == file.modified)
+                shared->remove(file.name);
+        }
+    });
+}
+
+void ZelImageStoredCache::store(const Ref<ZelImage>& image, WithId id)
+{
+    const URL file = imageUrl({id.withId});
+    if (image && !file.isEmpty())
+        state_->writes->add(id.withId, [options = state_->options, image, file] { write(options, image, file); });
+}
+
+Ref<ZelImage> ZelImageStoredCache::retrieveImage(WithId id) const
+{
+    return readFile(imageUrl({std::move(id.withId)}));
+}
+
+Ref<ZelImage> ZelImageStoredCache::retrieveOrCalc(ImageWithId what)
+{
+    if (auto known = state_->computed.value({what.imageWithId}))
+        return *known;
+    if (auto read = readFile(imageUrl({what.imageWithId})))
+        return read;
+    Ref<ZelImage> image = what.calc ? what.calc() : nullptr;
+    if (!image)
+        return nullptr;
+    store(image, {what.imageWithId});
+    state_->computed.set({.key = what.imageWithId, .value = image, .deferred = true});
+    return image;
+}
+
+void ZelImageStoredCache::waitForWrites() const
+{
+    state_->writes->wait();
+}
+
+const ZelImageStoredCache::Options& ZelImageStoredCache::options() const
+{
+    return state_->options;
+}
+
+ZelThreadSafeDictionary<std::string, Ref<ZelImage>>& ZelImageStoredCache::cache() const
+{
+    return state_->computed;
+}
+
+} // namespace zel

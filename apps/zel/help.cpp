@@ -65,7 +65,7 @@ std::span<const Verb* const> verbs()
         &fillVerb,
         &fillHolesVerb,
         &editVerb,
-        &infoVerb,
+        &subjectsVerb, &infoVerb,
         &exifVerb,
         &formatsVerb,
         &versionVerb,

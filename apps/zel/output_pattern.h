@@ -27,6 +27,7 @@ public:
     /// True where the name has a place for a tile's row, or for its column.
     [[nodiscard]] bool namesRow() const { return has(Kind::row); }
     [[nodiscard]] bool namesColumn() const { return has(Kind::column); }
+    [[nodiscard]] bool namesNumber() const { return has(Kind::number); }
     /// The name; placeholders whose value is not known yet stay as they are.
     [[nodiscard]] std::string expand(const PatternValues& values) const;
     /// The text behind the last placeholder or slash that looks like an extension: "jpg" of "{stem}.jpg"; else empty.

@@ -14,8 +14,28 @@ namespace zel::program {
 namespace {
 
 constexpr std::string_view standardOutput = "-";
-/// Stands for row and column in the names of tiles in a folder, until they are known.
+/// Stand for what tells several results of an input apart, in the names of files in a folder, until it is known.
 constexpr std::string_view tileMark = "-{row}-{col}";
+constexpr std::string_view numberMark = "-{n}";
+
+std::string_view markOf(OutputPlan::Results results)
+{
+    switch (results) {
+    case OutputPlan::Results::tiles:
+        return tileMark;
+    case OutputPlan::Results::numbered:
+        return numberMark;
+    case OutputPlan::Results::one:
+        break;
+    }
+    return {};
+}
+
+/// What helps where several results were given one name.
+std::string hintFor(OutputPlan::Results results)
+{
+    return fmt::format("-o FOLDER/ or -o 'FOLDER/{{stem}}{}.{{ext}}'", markOf(results));
+}
 /// What a file from standard input is called where a name is needed.
 constexpr std::string_view stemOfStandardInput = "stdin";
 
@@ -92,16 +112,12 @@ std::string resolved(const std::string& path)
 
 OutputPlan::OutputPlan(const OutputOptions& options, const Inputs& inputs, std::optional<Format> format,
                        const std::vector<std::string>& others, Results results)
-    : kind_(results == Results::tiles ? kindOfTiles(options, inputs) : kindOf(options, inputs)), results_(results)
+    : kind_(results == Results::one ? kindOf(options, inputs) : kindOfSeveral(options, inputs, results)),
+      results_(results)
 {
     if (kind_ == Kind::pattern) {
         pattern_.emplace(*options.output);
-        const bool namesTiles = pattern_->namesRow() && pattern_->namesColumn();
-        if (results == Results::tiles && !namesTiles)
-            throw UsageError(fmt::format("{}: {{row}} and {{col}} tell tiles apart", *options.output),
-                             "-o 'FOLDER/{stem}-{row}-{col}.{ext}'");
-        if (results == Results::one && (pattern_->namesRow() || pattern_->namesColumn()))
-            throw UsageError(fmt::format("{}: {{row}} and {{col}} are of tiles", *options.output), "zel help tiles");
+        checkPattern(*options.output);
     }
     for (const auto& input : inputs.list)
         if (input.node != 0)
@@ -114,7 +130,7 @@ OutputPlan::OutputPlan(const OutputOptions& options, const Inputs& inputs, std::
 
     for (std::size_t i = 0; i < inputs.list.size(); ++i) {
         auto& output = outputs_.emplace_back(plan(options, inputs.list[i], format, i));
-        if (kind_ == Kind::standardOutput || results == Results::tiles || (pattern_ && pattern_->needsSize()))
+        if (kind_ == Kind::standardOutput || results != Results::one || (pattern_ && pattern_->needsSize()))
             continue;
         if (replacesInput(output.path, options.inPlace))
             output.mayReplace = true;
@@ -162,25 +178,38 @@ OutputPlan::Kind OutputPlan::kindOf(const OutputOptions& options, const Inputs& 
     return Kind::folder;
 }
 
-OutputPlan::Kind OutputPlan::kindOfTiles(const OutputOptions& options, const Inputs& inputs)
+OutputPlan::Kind OutputPlan::kindOfSeveral(const OutputOptions& options, const Inputs& inputs, Results results)
 {
-    constexpr const char* hint = "-o FOLDER/ or -o 'FOLDER/{stem}-{row}-{col}.{ext}'";
     if (options.inPlace)
-        throw UsageError("tiles cannot take the place of their picture", hint);
+        throw UsageError("several pictures cannot take the place of one", hintFor(results));
     switch (kindOf(options, inputs)) {
     case Kind::standardOutput:
-        throw UsageError("standard output takes one picture", hint);
+        throw UsageError("standard output takes one picture", hintFor(results));
     case Kind::pattern:
         return Kind::pattern;
     case Kind::file:
         if (formatOfFile(*options.output) || factsOf(*options.output))
-            throw UsageError(fmt::format("{} takes one picture", *options.output), hint);
+            throw UsageError(fmt::format("{} takes one picture", *options.output), hintFor(results));
         break;
     case Kind::folder:
     case Kind::inPlace:
         break;
     }
     return Kind::folder;
+}
+
+/// Refuses patterns that do not tell the results of an input apart, or name what they have not.
+void OutputPlan::checkPattern(const std::string& pattern) const
+{
+    if (results_ == Results::tiles) {
+        if (!pattern_->namesRow() || !pattern_->namesColumn())
+            throw UsageError(fmt::format("{}: {{row}} and {{col}} tell tiles apart", pattern), hintFor(results_));
+        return;
+    }
+    if (pattern_->namesRow() || pattern_->namesColumn())
+        throw UsageError(fmt::format("{}: {{row}} and {{col}} are of tiles", pattern), "zel help tiles");
+    if (results_ == Results::numbered && !pattern_->namesNumber())
+        throw UsageError(fmt::format("{}: {{n}} tells the results apart", pattern), hintFor(results_));
 }
 
 OutputPlan::Output OutputPlan::plan(const OutputOptions& options, const Input& input, std::optional<Format> asked,
@@ -208,8 +237,7 @@ OutputPlan::Output OutputPlan::plan(const OutputOptions& options, const Input& i
     case Kind::folder: {
         output.format = wantedFormat(input, {}, asked);
         const auto extension = extensionFor(input, output.format);
-        const auto name = results_ == Results::tiles ? fmt::format("{}{}.{}", stemFor(input), tileMark, extension)
-                                                     : fmt::format("{}.{}", stemFor(input), extension);
+        const auto name = fmt::format("{}{}.{}", stemFor(input), markOf(results_), extension);
         const auto folder = options.output->ends_with('/') ? *options.output : *options.output + '/';
         output.path = joinPath(folder + input.below, name).value_or(name);
         output.mayReplace = options.force;
@@ -219,7 +247,9 @@ OutputPlan::Output OutputPlan::plan(const OutputOptions& options, const Input& i
         output.format = wantedFormat(input, pattern_->extension(), asked);
         output.mayReplace = options.force;
         names_.emplace_back(stemFor(input), extensionFor(input, output.format));
-        output.path = pattern_->expand({names_[index].first, names_[index].second, index + 1, {}, {}});
+        output.path = results_ == Results::numbered
+                          ? *options.output
+                          : pattern_->expand({names_[index].first, names_[index].second, index + 1, {}, {}});
         break;
     }
     return output;
@@ -258,6 +288,18 @@ OutputPlan::Claim OutputPlan::claim(std::size_t input, const Tile& tile)
     }
     auto path = outputs_[input].path;
     path.replace(path.rfind(tileMark), tileMark.size(), fmt::format("-{}-{}", tile.row, tile.column));
+    return take(input, std::move(path));
+}
+
+OutputPlan::Claim OutputPlan::claim(std::size_t input, const Piece& piece)
+{
+    if (pattern_) {
+        const auto& [stem, extension] = names_[input];
+        return take(input, pattern_->expand({stem, extension, piece.number, piece.width, piece.height}));
+    }
+    auto path = outputs_[input].path;
+    const auto digits = std::to_string(piece.count).size();
+    path.replace(path.rfind(numberMark), numberMark.size(), fmt::format("-{:0{}}", piece.number, digits));
     return take(input, std::move(path));
 }
 

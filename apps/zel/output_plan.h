@@ -17,9 +17,9 @@ public:
         bool mayReplace = false; ///< a file of that name may stand there
     };
 
-    /// What an input becomes: one picture, or tiles, whose outputs need a folder or a pattern with their row and
-    /// column.
-    enum class Results { one, tiles };
+    /// What an input becomes: one picture, or several, whose outputs need a folder, or a pattern that tells them apart:
+    /// tiles by row and column, others by their number within the input.
+    enum class Results { one, tiles, numbered };
 
     /// Throws UsageError: no output, two inputs for one, an output that is an input, a format that is not written.
     /// `others` are further files that the work reads, such as a watermark.
@@ -40,13 +40,19 @@ public:
         int width, height;
     };
     [[nodiscard]] Claim claim(std::size_t input, const Tile& tile);
+    struct Piece {
+        std::size_t number, count; ///< from 1, of so many
+        int width, height;
+    };
+    [[nodiscard]] Claim claim(std::size_t input, const Piece& piece);
 
 private:
     enum class Kind { standardOutput, inPlace, file, folder, pattern };
     using Node = std::pair<dev_t, ino_t>;
 
     static Kind kindOf(const OutputOptions& options, const Inputs& inputs);
-    static Kind kindOfTiles(const OutputOptions& options, const Inputs& inputs);
+    static Kind kindOfSeveral(const OutputOptions& options, const Inputs& inputs, Results results);
+    void checkPattern(const std::string& pattern) const;
     [[nodiscard]] Claim take(std::size_t input, std::string path);
     Output plan(const OutputOptions& options, const Input& input, std::optional<Format> format, std::size_t index);
     /// Refuses an output that would hit a file that is read; gives whether it is an input that may be replaced.

@@ -11,19 +11,15 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace zel::program {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-bool exists(const std::string& path)
-{
-    struct stat facts = {};
-    return ::lstat(path.c_str(), &facts) == 0;
-}
 
 /// The whole of one input's way, from its file to the output's.
 class PictureRun {
@@ -41,7 +37,7 @@ public:
         if (auto refused = refuseExisting(input, output.path, output.mayReplace))
             return *refused;
         if (options_.outputs.dryRun)
-            return planned(input, output);
+            return plannedOutcome(input.name, output.path, output.format);
 
         const auto image = openInput(input);
         const auto resolution = resolutionOf(image);
@@ -75,23 +71,13 @@ private:
     std::optional<Outcome> refuseExisting(const Input& input, const std::string& path, bool mayReplace) const
     {
         const bool skips = options_.outputs.skipExisting;
-        if (plan_.goesToStandardOutput() || (mayReplace && !skips) || !exists(path))
+        if (plan_.goesToStandardOutput() || (mayReplace && !skips) || !standsThere(path))
             return std::nullopt;
         if (!skips)
             (void)fail(ZelFailureCode::exists, "write", std::string(existsAlready), path);
         auto outcome = failed(input.name, path);
         if (skips)
             outcome.state = Outcome::State::skipped;
-        return outcome;
-    }
-
-    Outcome planned(const Input& input, const OutputPlan::Output& output) const
-    {
-        Outcome outcome;
-        outcome.state = Outcome::State::planned;
-        outcome.input = input.name;
-        outcome.output = output.path;
-        outcome.facts = std::make_shared<const Json>(Json{{"format", formatName(output.format)}});
         return outcome;
     }
 
@@ -150,6 +136,30 @@ void PictureOptions::declare(Arguments& arguments)
     outputs.declare(arguments);
     limits.declare(arguments);
     reports.declare(arguments);
+}
+
+int filesAtOnce(const LimitOptions& limits, int inputsAtOnce)
+{
+    if (inputsAtOnce > 1)
+        return 1;
+    const int threads = limits.threads.value_or(static_cast<int>(std::max(1U, std::thread::hardware_concurrency())));
+    return threads == 1 ? 1 : 2 * threads;
+}
+
+Outcome plannedOutcome(const std::string& input, const std::string& output, Format format)
+{
+    Outcome outcome;
+    outcome.state = Outcome::State::planned;
+    outcome.input = input;
+    outcome.output = output;
+    outcome.facts = std::make_shared<const Json>(Json{{"format", formatName(format)}});
+    return outcome;
+}
+
+bool standsThere(const std::string& path)
+{
+    struct stat facts = {};
+    return ::lstat(path.c_str(), &facts) == 0;
 }
 
 std::string planText(const std::vector<Outcome>& outcomes)

@@ -31,6 +31,16 @@ struct PictureWork {
 /// Reads each input, applies the step, writes the output. Gives the exit status; throws UsageError.
 int runPictures(const Verb& verb, const PictureOptions& options, const PictureWork& work);
 
+/// How many files of one input are worked on at once: twice the threads, since every file waits for the disk before it
+/// takes its name and others compute meanwhile. One where several inputs are worked on at once.
+int filesAtOnce(const LimitOptions& limits, int inputsAtOnce);
+
+/// What becomes of an input in a dry run.
+Outcome plannedOutcome(const std::string& input, const std::string& output, Format format);
+
+/// True where something of that name stands, be it a broken link.
+bool standsThere(const std::string& path);
+
 /// What a dry run says to people: a line for each input.
 std::string planText(const std::vector<Outcome>& outcomes);
 

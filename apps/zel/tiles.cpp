@@ -115,7 +115,7 @@ public:
                 auto [path, isFree] = plan.claim(index, OutputPlan::Tile{row, column, area->width, area->height});
                 if (!isFree)
                     return refused(path, "another picture of this run has this name");
-                if (!options_.outputs.force && exists(path)) {
+                if (!options_.outputs.force && standsThere(path)) {
                     if (!options_.outputs.skipExisting)
                         return refused(path, std::string(existsAlready));
                     continue;
@@ -153,12 +153,6 @@ public:
     }
 
 private:
-    static bool exists(const std::string& path)
-    {
-        struct stat facts = {};
-        return ::lstat(path.c_str(), &facts) == 0;
-    }
-
     Outcome refused(const std::string& path, std::string why) const
     {
         (void)fail(ZelFailureCode::exists, "write", std::move(why), path);
@@ -215,25 +209,6 @@ private:
     std::vector<std::pair<std::string, Data>> kept_;
 };
 
-Outcome planned(const Input& input, const OutputPlan::Output& output)
-{
-    Outcome outcome;
-    outcome.state = Outcome::State::planned;
-    outcome.input = input.name;
-    outcome.output = output.path;
-    outcome.facts = std::make_shared<const Json>(Json{{"format", formatName(output.format)}});
-    return outcome;
-}
-
-/// Twice the threads: every file waits for the disk before it takes its name, and others compute meanwhile.
-int handsFor(const LimitOptions& limits, int inputsAtOnce)
-{
-    if (inputsAtOnce > 1)
-        return 1;
-    const int threads = limits.threads.value_or(static_cast<int>(std::max(1U, std::thread::hardware_concurrency())));
-    return threads == 1 ? 1 : 2 * threads;
-}
-
 int run(const Verb& verb, Words words)
 {
     PictureOptions options;
@@ -251,14 +226,14 @@ int run(const Verb& verb, Words words)
     for (std::size_t i = 0; i < inputs.list.size(); ++i)
         options.encoding.check(plan.of(i).format);
     const int together = options.limits.apply(inputs.list.size());
-    const int hands = handsFor(options.limits, together);
+    const int hands = filesAtOnce(options.limits, together);
 
     Reporter reporter(verb.name, options.reports, inputs.list.size());
     const auto work = [&](std::size_t index, const ZelReport& report) {
         const auto& input = inputs.list[index];
         const auto& output = plan.of(index);
         if (options.outputs.dryRun)
-            return planned(input, output);
+            return plannedOutcome(input.name, output.path, output.format);
         const auto image = openInput(input);
         const auto tiles = image ? planTiles(image->size, cutting.of(image->size)) : std::nullopt;
         if (!tiles)

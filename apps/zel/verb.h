@@ -31,6 +31,7 @@ extern const Verb editVerb;
 extern const Verb cropVerb;
 extern const Verb tilesVerb;
 extern const Verb joinVerb;
+extern const Verb subjectsVerb;
 extern const Verb infoVerb;
 extern const Verb exifVerb;
 extern const Verb formatsVerb;

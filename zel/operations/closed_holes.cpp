@@ -11,7 +11,7 @@ namespace zel {
 /// The rows of a part after a turn.
 class ClosedHolesProvider : public PixelProvider {
 public:
-    ClosedHolesProvider(Ref<const ClosedHoles> holes, const PixelBox& part, std::uint32_t turn)
+    ClosedHolesProvider(Ref<const ClosedHoles> holes, const PixelArea& part, std::uint32_t turn)
         : holes_(std::move(holes)), part_(part), turn_(turn)
     {
         facts_.layout = holes_->picture_->layout();
@@ -27,18 +27,10 @@ public:
 
 private:
     Ref<const ClosedHoles> holes_;
-    PixelBox part_;
+    PixelArea part_;
     std::uint32_t turn_;
     PictureFacts facts_;
 };
-
-Ref<const CGImage> sharedPart(const Ref<const CGImage>& picture, const PixelBox& part)
-{
-    CGImage::Layout layout = picture->layout();
-    layout.width = part.width;
-    layout.height = part.height;
-    return makeImage(layout, pixelsOf(*picture).part(part.left, part.top, part.width, part.height), picture);
-}
 
 ClosedHoles::ClosedHoles(Ref<const CGImage> picture, const engine::RegionMap& map,
                          const std::vector<std::uint32_t>& turns)
@@ -64,7 +56,7 @@ ClosedHoles::ClosedHoles(Ref<const CGImage> picture, const engine::RegionMap& ma
 }
 
 template <class Take>
-void ClosedHoles::forEachSpan(const PixelBox& part, int y, std::uint32_t turn, const Take& take) const
+void ClosedHoles::forEachSpan(const PixelArea& part, int y, std::uint32_t turn, const Take& take) const
 {
     const auto row = static_cast<std::size_t>(y);
     const Span* const end = spans_.data() + rowStarts_[row + 1];
@@ -76,7 +68,7 @@ void ClosedHoles::forEachSpan(const PixelBox& part, int y, std::uint32_t turn, c
             take(std::max(span->start, part.left), std::min(span->end, right));
 }
 
-bool ClosedHoles::mayHaveClosed(const PixelBox& part, std::uint32_t turn)
+bool ClosedHoles::mayHaveClosed(const PixelArea& part, std::uint32_t turn)
 {
     bool found = false;
     for (int y = part.top; y < part.top + part.height && !found; ++y) {
@@ -87,10 +79,10 @@ bool ClosedHoles::mayHaveClosed(const PixelBox& part, std::uint32_t turn)
     return found;
 }
 
-Ref<const CGImage> ClosedHoles::crop(const PixelBox& part, std::uint32_t turn)
+Ref<const CGImage> ClosedHoles::crop(const PixelArea& part, std::uint32_t turn)
 {
     if (!mayHaveClosed(part, turn))
-        return sharedPart(picture_, part);
+        return partOf(picture_, part);
     return CGImage::make(std::make_shared<ClosedHolesProvider>(shared_from_this(), part, turn));
 }
 

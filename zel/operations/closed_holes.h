@@ -1,11 +1,8 @@
 #pragma once
 #include <zel/engine/label.h>
-#include <zel/operations/found_subjects.h>
+#include <zel/platform/graphics/image_part.h>
 
 namespace zel {
-
-/// A part of a picture in memory, whose pixels it shares; it has to lie inside.
-Ref<const CGImage> sharedPart(const Ref<const CGImage>& picture, const PixelBox& part);
 
 /// A picture in which holes were closed one turn after the other, kept as it was before the first turn: what it looked
 /// like after any turn is made when somebody asks.
@@ -19,7 +16,7 @@ public:
 
     /// The part after a turn: shares the picture's memory where no hole in it was closed by then. Null, noted, where
     /// the part does not lie in the picture.
-    [[nodiscard]] Ref<const CGImage> crop(const PixelBox& part, std::uint32_t turn);
+    [[nodiscard]] Ref<const CGImage> crop(const PixelArea& part, std::uint32_t turn);
 
 private:
     friend class ClosedHolesProvider;
@@ -29,8 +26,8 @@ private:
     };
     /// Calls `take(start, end)` with columns of the picture that lie in the part and were closed by then.
     template <class Take>
-    void forEachSpan(const PixelBox& part, int y, std::uint32_t turn, const Take& take) const;
-    [[nodiscard]] bool mayHaveClosed(const PixelBox& part, std::uint32_t turn);
+    void forEachSpan(const PixelArea& part, int y, std::uint32_t turn, const Take& take) const;
+    [[nodiscard]] bool mayHaveClosed(const PixelArea& part, std::uint32_t turn);
 
     Ref<const CGImage> picture_;
     std::vector<std::size_t> rowStarts_;

@@ -1,18 +1,13 @@
 #pragma once
 #include <zel/operations/subjects.h>
+#include <zel/platform/graphics/image_part.h>
 
 namespace zel {
 
-/// Whole pixels from the top-left corner.
-struct PixelBox {
-    int left = 0, top = 0, width = 0, height = 0;
-    friend bool operator==(const PixelBox&, const PixelBox&) = default;
-};
-
 /// A subject with what is known of it beside its picture.
 struct FoundSubject {
-    PixelBox box;            ///< of its pixels
-    PixelBox crop;           ///< what the picture shows
+    PixelArea box;           ///< of its pixels
+    PixelArea crop;          ///< what the picture shows
     std::int64_t pixels = 0; ///< its own, without closed holes
     Ref<const CGImage> picture;
 };

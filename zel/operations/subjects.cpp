@@ -122,7 +122,7 @@ Selection select(const RegionMap& map, const SeparateSubjects& how)
 
 /// The box with its margin, cut at the picture's edges: one more pixel behind than in front. No sides where a negative
 /// padding leaves nothing.
-PixelBox padded(const PixelBox& box, std::int64_t padding, const CGImage& picture)
+PixelArea padded(const PixelArea& box, std::int64_t padding, const CGImage& picture)
 {
     constexpr std::int64_t far = std::int64_t{1} << 32; // beyond every picture, and safe to add
     const std::int64_t margin = std::clamp(padding, -far, far);
@@ -175,7 +175,7 @@ std::optional<std::vector<FoundSubject>> search(const Ref<const CGImage>& image,
             continue;
         }
         subject.picture =
-            holes ? holes->crop(subject.crop, static_cast<std::uint32_t>(turn)) : sharedPart(picture, subject.crop);
+            holes ? holes->crop(subject.crop, static_cast<std::uint32_t>(turn)) : partOf(picture, subject.crop);
         if (subject.picture)
             found.push_back(std::move(subject));
     }

@@ -1,12 +1,15 @@
 #include "edit_steps.h"
 
+#include "cropping.h"
 #include "marking.h"
 #include "quantity.h"
 #include "sizing.h"
 
 #include <zel/operations/chroma.h>
 #include <zel/operations/convolution.h>
+#include <zel/operations/crop.h>
 #include <zel/operations/rotate.h>
+#include <zel/platform/graphics/image_part.h>
 
 #include <fmt/format.h>
 
@@ -43,6 +46,25 @@ EditStep makeResize(StepSettings& settings)
         throw UsageError("no size", "--resize width=800");
     return {plainly([size](const Ref<ZelImage>& image) { return resized(image, size, SmallPictures::stay); }),
             [size](CGSize before) { return sizeAfter(before, size, SmallPictures::stay); }, Needs::rows};
+}
+
+EditStep makeCrop(StepSettings& settings)
+{
+    CroppingOptions area;
+    settings.read("rect", area.rect, readRect);
+    settings.read("aspect", area.aspect, readRatio);
+    settings.read("zoom", area.zoom, readZoom);
+    settings.refuseOthers();
+    area.check();
+    const auto step = [area](const Ref<ZelImage>& image) {
+        return crop(image, CropTo{image ? area.areaOf(image->size) : CGRect{}});
+    };
+    const auto sizeAfter = [area](CGSize before) {
+        const auto whole = [](CGFloat side) { return static_cast<int>(std::clamp(side, 1.0, 2e9)); };
+        const auto part = pixelArea(area.areaOf(before), whole(before.width), whole(before.height));
+        return part ? CGSize{static_cast<CGFloat>(part->width), static_cast<CGFloat>(part->height)} : CGSize{1, 1};
+    };
+    return {plainly(step), sizeAfter, Needs::nothing};
 }
 
 /// The bounding box of a turned picture, rounded up to whole pixels.
@@ -141,6 +163,7 @@ EditStep makeWatermark(StepSettings& settings)
 constexpr std::array kinds = {
     StepKind{"resize", "size", "WxH or SETTINGS",
              "width=, height=, size=, max-side=, min-side=, fit=fit|fill|none, no-enlarge=yes", makeResize},
+    StepKind{"crop", "rect", "X,Y,W,H or SETTINGS", "rect=, aspect=, zoom= as in zel crop", makeCrop},
     StepKind{"rotate", "by", "DEGREES", "clockwise", makeRotate},
     StepKind{"convolve", "kernel", "'9 NUMBERS'", "a kernel of 3 by 3, over 3", makeConvolve},
     StepKind{"key", "color", "COLOR", "a colour made transparent; tolerance= behind it", makeKey},

@@ -33,6 +33,7 @@ TEST(Edit, StepsAreDoneInTheOrderWritten)
          {"fill-holes", "--color", "white"},
          {"fill", "--color", "#f00"}},
         {{"watermark", "--watermark", "logo.png", "--opacity", "0.5"}, {"resize", "--max-side", "31"}},
+        {{"crop", "--rect", "5,7,40,20"}, {"rotate", "--by", "90"}, {"crop", "--aspect", "1:1", "--zoom", "2"}},
     };
     const Steps steps[] = {
         {"--resize", "width=30", "--rotate", "90", "--convolve", kernel},
@@ -40,6 +41,7 @@ TEST(Edit, StepsAreDoneInTheOrderWritten)
         {"--resize", "size=20x20,fit=fill", "--rotate", "by=-30"},
         {"--key", "#303020,tolerance=40", "--fill-holes", "white", "--fill", "color=#f00"},
         {"--watermark", "logo.png,opacity=0.5", "--resize=max-side=31"},
+        {"--crop", "5,7,40,20", "--rotate", "90", "--crop", "aspect=1:1,zoom=2"},
     };
     for (std::size_t i = 0; i < std::size(chains); ++i) {
         SCOPED_TRACE(i);
@@ -73,6 +75,7 @@ TEST(Edit, ThePlanTellsTheSizesThatCome)
         {{"--resize", "min-side=40"}, "decoded at 1/2"},
         {{"--resize", "min-side=400"}, "200 x 133"},
         {{"--resize", "50x70,fit=fit"}, "50 x 70"},
+        {{"--crop", "3,5,60,400"}, "60 x 128"},
         {{"--rotate", "12.5"}, "all of it decoded first"},
         {{"--rotate", "90", "--resize", "width=33"}, "decoded at 1/2"},
         {{"--rotate", "90", "--rotate", "180"}, "written as its rows are decoded"},

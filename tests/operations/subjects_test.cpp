@@ -264,7 +264,7 @@ TEST(Subjects, AbsentOrLimited)
     EXPECT_TRUE(zelFindSeparateSubjects(Ref<const CGImage>(), {}).empty());
     EXPECT_FALSE(zelFindSeparateSubjects(Ref<ZelImage>(), {}).has_value());
     EXPECT_FALSE(zelFindSeparateSubjects(std::make_shared<ZelImage>(), {}).has_value());
-    // Ten thousand subjects of a pixel each are more than a megabyte of pictures.
+    // Ten thousand subjects of a pixel each, and the runs between them, are more than a megabyte.
     const auto specks = painted(200, 200, CGAlphaInfo::premultipliedLast, [](int x, int y) {
         return Rgba{0, 0, 0, static_cast<std::uint8_t>(x % 2 == 0 && y % 2 == 0 ? 255 : 0)};
     });

@@ -1,6 +1,7 @@
 #include <zel/core/bitmap.h>
 
 #include <zel/engine/convert.h>
+#include <zel/engine/key.h>
 #include <zel/platform/foundation/console.h>
 #include <zel/platform/foundation/guards.h>
 #include <zel/platform/foundation/notes.h>
@@ -9,7 +10,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
 namespace zel {
@@ -20,19 +20,12 @@ constexpr engine::PixelLayout drawn{
 constexpr engine::PixelLayout stored{
     .alphaFirst = true, .alpha = engine::PixelLayout::Alpha::premultiplied, .bytesPerComponent = 1};
 
-/// The largest sum of squares whose root is at most the tolerance; -1 when there is none. Comparing whole sums with it
-/// gives the same answer as taking roots, pixel by pixel.
-int largestSquare(double tolerance)
+constexpr engine::PixelOrder inPlace{.fromAlphaFirst = true, .fromIsOpaque = false, .toAlphaFirst = true};
+
+engine::Pixels writablePixels(ZelImageBitmapRGBA& bitmap)
 {
-    constexpr int farthest = 3 * 255 * 255;
-    if (!(tolerance >= 0))
-        return -1;
-    int square = truncated(tolerance * tolerance, 0, farthest);
-    while (square < farthest && std::sqrt(static_cast<double>(square + 1)) <= tolerance)
-        ++square;
-    while (square >= 0 && !(std::sqrt(static_cast<double>(square)) <= tolerance))
-        --square;
-    return square;
+    return {bitmap.bytes().data(), static_cast<std::ptrdiff_t>(bitmap.width()) * 4, static_cast<int>(bitmap.width()),
+            static_cast<int>(bitmap.height()), 4};
 }
 
 int gate(double threshold)
@@ -176,20 +169,16 @@ void ZelImageBitmapRGBA::forEachPixel(Change change)
 
 void ZelImageBitmapRGBA::fill(Red red, std::uint8_t green, std::uint8_t blue)
 {
-    forEachPixel([=](std::uint8_t* pixel) {
-        pixel[1] = red.colorRed;
-        pixel[2] = green;
-        pixel[3] = blue;
-    });
+    const engine::Pixels pixels = writablePixels(*this);
+    (void)engine::paintOver(pixels, pixels, inPlace, {red.colorRed, green, blue});
 }
 
 void ZelImageBitmapRGBA::key(Red red, std::uint8_t green, std::uint8_t blue, Tolerance tolerance)
 {
-    const int most = largestSquare(tolerance.tolerance);
-    forEachPixel([=](std::uint8_t* pixel) {
-        const int reds = pixel[1] - red.colorRed, greens = pixel[2] - green, blues = pixel[3] - blue;
-        pixel[0] = reds * reds + greens * greens + blues * blues <= most ? std::uint8_t{0} : pixel[0];
-    });
+    const engine::Pixels pixels = writablePixels(*this);
+    (void)engine::keyOut(
+        pixels, pixels, inPlace,
+        {.color = {red.colorRed, green, blue}, .mostSquare = engine::largestKeyedSquare(tolerance.tolerance)});
 }
 
 void ZelImageBitmapRGBA::fillRect(const Rect& rect, ToColor color)

@@ -33,7 +33,7 @@ using engine::RegionMap;
 constexpr std::uint8_t mostEmptyAlpha = 9; // of pixels that count as empty when holes are filled
 
 /// A result with all that belongs to it; what a picture of nothing but specks is measured by.
-constexpr std::uint64_t bytesPerSubject = 1024;
+constexpr std::uint64_t bytesPerSubject = 512;
 
 constexpr engine::PixelLayout drawn{
     .alphaFirst = false, .alpha = engine::PixelLayout::Alpha::premultiplied, .bytesPerComponent = 1};

@@ -113,10 +113,14 @@ void writeResult(const Arguments& arguments, const void* data, std::size_t bytes
 
 void writeResult(const Arguments& arguments, const engine::ConstPixels& pixels)
 {
-    std::string bytes;
+    const std::string path = arguments.text("out");
+    if (path.empty())
+        return;
+    std::ofstream file(path, std::ios::binary);
     for (int y = 0; y < pixels.height; ++y)
-        bytes.append(reinterpret_cast<const char*>(pixels.row(y)), pixels.rowBytes());
-    writeResult(arguments, bytes.data(), bytes.size());
+        file.write(reinterpret_cast<const char*>(pixels.row(y)), static_cast<std::streamsize>(pixels.rowBytes()));
+    if (!file.flush())
+        giveUp("cannot write " + path);
 }
 
 void measure(const std::function<void()>& run)

@@ -43,14 +43,15 @@ std::vector<const char*> takeSteps(Words words, std::vector<EditStep>& steps)
             break;
         }
         const auto equals = word.find('=');
-        const auto name = word.starts_with("--") ? word.substr(2, equals == word.npos ? equals : equals - 2) : "";
+        const auto name =
+            word.starts_with("--") ? word.substr(2, equals == std::string_view::npos ? equals : equals - 2) : "";
         const StepKind* const kind = stepKindNamed(name);
         if (kind == nullptr && name != recipe) {
             others.push_back(words[i]);
             continue;
         }
         std::string_view value;
-        if (equals != word.npos)
+        if (equals != std::string_view::npos)
             value = word.substr(equals + 1);
         else if (i + 1 == words.size() || std::string_view(words[i + 1]).starts_with("--"))
             throw UsageError(fmt::format("--{} needs a value", name), "zel help edit");

@@ -29,8 +29,8 @@ public:
         const CGSize after = step.sizeAfter(size_);
         const double ratio = std::min(size_.width / after.width, size_.height / after.height);
         std::string how;
-        if (isStored_ && step.needs == Needs::rows) {
-            const int denominator = provider_ == nullptr ? 1 : decodedAt(*provider_, ratio);
+        if (isStored_ && provider_ != nullptr && step.needs == Needs::rows) {
+            const int denominator = decodedAt(*provider_, ratio);
             how = denominator == 1 ? ", as its rows are decoded" : fmt::format(", decoded at 1/{}", denominator);
         }
         if (isStored_ && step.needs == Needs::pixels) {

@@ -40,10 +40,12 @@ public:
             return plannedOutcome(input.name, output.path, output.format);
 
         const auto image = openInput(input);
-        const auto resolution = resolutionOf(image);
         const auto result = step_(image);
         if (!result)
             return failed(input.name, output.path);
+        // What still is the file's own picture, turned perhaps, knows best.
+        const auto own = resolutionOf(result);
+        const auto resolution = own.x > 0 ? own : resolutionOf(image);
         const auto bytes = encodePicture(result, output.format, options_.encoding, resolution);
         if (!bytes)
             return failed(input.name, output.path);

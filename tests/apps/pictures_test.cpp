@@ -163,6 +163,35 @@ TEST(Pictures, ResolutionOfTheInputIsKept)
     EXPECT_EQ(file.substr(at + 4, 9), std::string("\x00\x00\x2e\x23\x00\x00\x2e\x23\x01", 9));
 }
 
+// A TIFF of one row and one column of strips, 300 dots an inch across and 150 down, in the machine's byte order.
+std::string unevenTiff()
+{
+    std::string file("II*\0\x08\0\0\0", 8);
+    const auto put = [&file](std::uint32_t value, int bytes) {
+        for (int i = 0; i < bytes; ++i)
+            file += static_cast<char>(value >> (8 * i) & 255);
+    };
+    const std::uint32_t tags[][3] = {{256, 3, 2}, {257, 3, 1}, {258, 3, 8},   {262, 3, 1},   {273, 4, 160},
+                                     {278, 3, 1}, {279, 4, 2}, {282, 5, 162}, {283, 5, 170}, {296, 3, 2}};
+    put(std::size(tags), 2);
+    for (const auto& [tag, type, value] : tags) {
+        put(tag, 2), put(type, 2), put(1, 4), put(value, 4);
+    }
+    put(0, 4);
+    file.resize(160);
+    file += "\x10\x80";
+    put(300, 4), put(1, 4), put(150, 4), put(1, 4);
+    return file;
+}
+
+TEST(Pictures, ResolutionTurnsAlong)
+{
+    const TemporaryFolder folder;
+    folder.put("a.tif", unevenTiff());
+    ASSERT_EQ(zel(folder, {"rotate", "a.tif", "-o", "b.jpg", "--by", "90"}).status, 0);
+    EXPECT_EQ(densityOf(folder.text("b.jpg")), (std::vector<int>{1, 0, 150, 1, 44}));
+}
+
 TEST(Pictures, NoResolutionIsMadeUp)
 {
     const TemporaryFolder folder;

@@ -106,7 +106,7 @@ int explain(const Verb& verb, const PictureOptions& options, const std::vector<E
         const auto image = openInput(input);
         if (!image || !image->cgImage)
             return failed(input.name, {});
-        plans[index] = planText(input.name, *image, steps);
+        plans[index] = planText(input.name, image, steps);
         Outcome outcome;
         outcome.state = Outcome::State::planned;
         outcome.input = input.name;

@@ -76,9 +76,12 @@ TEST(Edit, ThePlanTellsTheSizesThatCome)
         {{"--resize", "min-side=400"}, "200 x 133"},
         {{"--resize", "50x70,fit=fit"}, "50 x 70"},
         {{"--crop", "3,5,60,400"}, "60 x 128"},
+        {{"--crop", "150,7.5,100,50.2"}, "written as its rows are decoded"},
+        {{"--crop", "5,3,100,100", "--resize", "width=10"}, "as its rows are decoded"},
+        {{"--crop", "8,16,96,96", "--resize", "width=9"}, "decoded at 1/8"},
         {{"--rotate", "12.5"}, "all of it decoded first"},
         {{"--rotate", "90", "--resize", "width=33"}, "decoded at 1/2"},
-        {{"--rotate", "90", "--rotate", "180"}, "written as its rows are decoded"},
+        {{"--rotate", "90", "--rotate", "180"}, "at most 212.8 kB of pixels"},
         {{"--convolve", kernel, "--rotate", "45", "--resize", "width=50"}, "at most "},
     };
     for (const auto& [steps, says] : cases) {

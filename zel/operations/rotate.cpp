@@ -40,7 +40,7 @@ std::optional<engine::Orientation> turnOf(Direction direction)
 }
 
 /// An encoded picture that is to stand another way.
-class TurnedProvider : public PixelProvider {
+class TurnedProvider final : public PixelProvider {
 public:
     TurnedProvider(Ref<const PixelProvider> stored, engine::Orientation turn)
         : stored_(std::move(stored)), facts_(stored_->facts())

@@ -1,4 +1,5 @@
 #pragma once
+#include <zel/cache/image_cache.h>
 #include <zel/cache/stored_cache.h>
 #include <zel/composition/canvas.h>
 #include <zel/core/bitmap.h>

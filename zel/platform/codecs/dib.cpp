@@ -69,7 +69,7 @@ std::optional<Fields> readFields(const ByteSource& source, std::uint64_t at, std
     if (fields.size == os2Size)
         return fields; // what follows means something else there
     for (std::size_t i = 0; i < fields.masks.size(); ++i)
-        fields.masks[i] = field(40 + 4 * i);
+        fields.masks[i] = field(infoSize + 4 * i);
     fields.space = field(56);
     fields.profileAt = field(112);
     fields.profileSize = field(116);

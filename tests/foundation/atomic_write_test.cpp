@@ -252,6 +252,48 @@ TEST(AtomicWrite, SurvivesALimitOnFileSizes)
     EXPECT_EQ(folder.names().size(), 1U);
 }
 
+TEST(AtomicWrite, RemovesWhatKilledProcessesLeft)
+{
+    const TemporaryFolder folder;
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(0);
+    ASSERT_EQ(waitpid(child, nullptr, 0), child);
+    const std::string dead = std::to_string(child), living = std::to_string(getppid());
+    const struct {
+        std::string name;
+        bool isOld, stays;
+    } cases[] = {
+        {".zel-" + dead + "-0.tmp", true, false},
+        {".zel-" + dead + "-4294967295.tmp", true, false},
+        {".zel-" + dead + "-1.tmp", false, true}, // its process may be one of another machine
+        {".zel-" + living + "-0.tmp", true, true},
+        {".zel-" + std::to_string(getpid()) + "-4000000000.tmp", true, true},
+        {".zel-" + dead + "-x.tmp", true, true},
+        {".zel-" + dead + ".tmp", true, true},
+        {".zel--1-0.tmp", true, true},
+        {".zel-99999999999-0.tmp", true, true},
+        {".zel-.tmp", true, true},
+        {".zel-tmp", true, true},
+        {"zel-" + dead + "-0.tmp", true, true},
+    };
+    const std::string odd = ".zel-" + dead + "-7.tmp";
+    fs::create_directory(folder / odd);
+    const auto age = [&](const std::string& name) {
+        fs::last_write_time(folder / name, fs::file_time_type::clock::now() - std::chrono::minutes(11));
+    };
+    for (const auto& [name, isOld, stays] : cases) {
+        folder.put(name, "half");
+        if (isOld)
+            age(name);
+    }
+    age(odd);
+    EXPECT_TRUE(write(folder.url("file"), "new"));
+    for (const auto& [name, isOld, stays] : cases)
+        EXPECT_EQ(folder.text(name), stays ? "half" : "absent") << name;
+    EXPECT_TRUE(fs::is_directory(folder / odd));
+}
+
 TEST(AtomicWrite, IsOldOrNewWhicheverCallFails)
 {
     struct Kind {

@@ -3,6 +3,7 @@
 #include <zel/platform/foundation/folder.h>
 #include <zel/platform/foundation/guards.h>
 #include <zel/platform/foundation/notes.h>
+#include <zel/platform/foundation/stale_files.h>
 
 #include <algorithm>
 #include <array>
@@ -215,6 +216,7 @@ bool writeAtomically(const URL& file, std::span<const std::uint8_t> bytes, const
                  fmt::format("{}: written, but its folder is not on the disk yet: {}", path.filename().string(),
                              errorText(errno)),
                  path.string());
+        removeStaleTemporaries(place.folder);
         return true;
     }
     if (options.absentAfterFailure)

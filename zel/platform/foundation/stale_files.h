@@ -1,0 +1,11 @@
+#pragma once
+#include <zel/platform/foundation/file_calls.h>
+
+namespace zel {
+
+/// Removes temporary files of `writeAtomically` that a process left in this folder when it was killed: regular files of
+/// ours under its names, untouched for ten minutes, whose process is gone. Looks once a process at a folder, and at its
+/// first 10,000 entries. What cannot be looked at or removed stays.
+void removeStaleTemporaries(const FileHandle& folder);
+
+} // namespace zel

@@ -12,11 +12,13 @@ constexpr std::string_view examples = R"(Examples:
   zel convert scan.tif -o scan.png
   zel convert *.png -o jpegs/ --format jpeg --quality 90 --background '#fff'
   zel convert photo.png -o photo.jpg --max-bytes 500k --dpi 300
+  zel convert photo.jpg -o print.jpg --dpi 300 --lossless
 )";
 
 constexpr std::string_view notes = R"(Samples, profile and resolution are kept as far as the format holds them: 16 bits
 and alpha in PNG and TIFF, neither in JPEG, which is laid over white unless
---background says otherwise.
+--background says otherwise. --lossless keeps a JPEG byte for byte, but for the
+resolution that --dpi asks for.
 )";
 
 /// The picture laid over a colour.
@@ -52,13 +54,20 @@ int run(const Verb& verb, Words words)
     arguments.section("Picture");
     arguments.value("--background", "COLOUR", background, readColor,
                     "what is seen behind clear parts: '#fff', '#ffcc00', white");
+    LosslessOptions lossless;
+    lossless.declare(arguments, false);
     options.declare(arguments);
     if (!arguments.parse(words))
         return 0;
+    lossless.check(options.encoding);
+    if (lossless.wanted && background)
+        throw UsageError("--lossless keeps the picture; --background goes with pictures that are coded anew");
     const auto step = [&](const Ref<ZelImage>& image) {
         return image && background && hasAlpha(*image) ? over(*background, image) : image;
     };
-    return runPictures(verb, options, {[&] { return PictureStep(step); }, {}});
+    const auto keep = [](CGSize) { return LosslessChange{}; };
+    return runPictures(verb, options,
+                       {[&] { return PictureStep(step); }, {}, lossless.wanted ? LosslessStep(keep) : LosslessStep()});
 }
 
 } // namespace

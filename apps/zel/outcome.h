@@ -21,7 +21,7 @@ struct Outcome {
     ZelNote failure;    ///< of a failed one
     std::vector<ZelNote> warnings;
     Ref<const nlohmann::ordered_json> facts; ///< further fields of its JSON object; null = none
-    std::string line;                        ///< what --verbose says of it
+    std::string line;                        ///< what is said of it on standard error
 };
 
 /// The fact where flags help that let an output be replaced.

@@ -24,8 +24,9 @@ using Json = nlohmann::ordered_json;
 /// The whole of one input's way, from its file to the output's.
 class PictureRun {
 public:
-    PictureRun(const PictureOptions& options, const Inputs& inputs, OutputPlan& plan, PictureStep step)
-        : options_(options), inputs_(inputs), plan_(plan), step_(std::move(step))
+    PictureRun(const PictureOptions& options, const Inputs& inputs, OutputPlan& plan, PictureStep step,
+               LosslessStep lossless)
+        : options_(options), inputs_(inputs), plan_(plan), step_(std::move(step)), lossless_(std::move(lossless))
     {
     }
 
@@ -39,35 +40,49 @@ public:
         if (options_.outputs.dryRun)
             return plannedOutcome(input.name, output.path, output.format);
 
-        const auto image = openInput(input);
-        const auto result = step_(image);
-        if (!result)
-            return failed(input.name, output.path);
-        // What still is the file's own picture, turned perhaps, knows best.
-        const auto own = resolutionOf(result);
-        const auto resolution = own.x > 0 ? own : resolutionOf(image);
-        const auto bytes = encodePicture(result, output.format, options_.encoding, resolution);
-        if (!bytes)
+        const auto made = lossless_ ? withoutCoding(input) : coded(input, output.format);
+        if (!made)
             return failed(input.name, output.path);
         if (const auto warning = options_.reports.strict ? firstWarning(report) : std::nullopt) {
             auto outcome = failed(input.name, output.path);
             outcome.failure = *warning;
             return outcome;
         }
-        return write(index, sizeOf(result, *bytes), *bytes);
+        return write(index, *made);
     }
 
 private:
-    struct Size {
-        int width, height;
+    /// A file that is about to be written.
+    struct Made {
+        Data bytes;
+        int width = 0, height = 0; ///< of its upright picture
     };
 
-    /// The size of the written picture: under a byte limit it may be smaller than the result.
-    Size sizeOf(const Ref<ZelImage>& result, const Data& bytes) const
+    std::optional<Made> coded(const Input& input, Format format) const
     {
-        const auto written = options_.encoding.maxBytes ? makeZelImage(bytes) : nullptr;
-        const auto& image = written ? written->cgImage : result->cgImage;
-        return {image->width(), image->height()};
+        const auto image = openInput(input);
+        const auto result = step_(image);
+        if (!result)
+            return std::nullopt;
+        // What still is the file's own picture, turned perhaps, knows best.
+        const auto own = resolutionOf(result);
+        const auto resolution = own.x > 0 ? own : resolutionOf(image);
+        auto bytes = encodePicture(result, format, options_.encoding, resolution);
+        if (!bytes)
+            return std::nullopt;
+        // Under a byte limit the written picture may be smaller than the result.
+        const auto written = options_.encoding.maxBytes ? makeZelImage(*bytes) : nullptr;
+        const auto& size = written ? *written->cgImage : *result->cgImage;
+        return Made{std::move(*bytes), size.width(), size.height()};
+    }
+
+    std::optional<Made> withoutCoding(const Input& input) const
+    {
+        auto bytes = changeInput(input, lossless_, options_.encoding.dpi);
+        const auto written = bytes ? makeZelImage(*bytes) : nullptr;
+        if (!written || !written->cgImage)
+            return std::nullopt;
+        return Made{std::move(*bytes), written->cgImage->width(), written->cgImage->height()};
     }
 
     std::optional<Outcome> refuseExisting(const Input& input, const std::string& path, bool mayReplace) const
@@ -83,11 +98,12 @@ private:
         return outcome;
     }
 
-    Outcome write(std::size_t index, Size size, const Data& bytes)
+    Outcome write(std::size_t index, const Made& made)
     {
+        const Data& bytes = made.bytes;
         const auto& input = inputs_.list[index];
         const auto& output = plan_.of(index);
-        const auto [path, isFree] = plan_.claim(index, size.width, size.height);
+        const auto [path, isFree] = plan_.claim(index, made.width, made.height);
         if (!isFree) {
             (void)fail(ZelFailureCode::exists, "write", "another picture of this run has this name", path);
             return failed(input.name, path);
@@ -103,13 +119,16 @@ private:
         Outcome outcome;
         outcome.input = input.name;
         outcome.output = path;
-        outcome.facts = std::make_shared<const Json>(Json{{"format", formatName(output.format)},
-                                                          {"width", size.width},
-                                                          {"height", size.height},
-                                                          {"bytes", bytes.size()}});
-        if (options_.reports.verbose)
-            outcome.line =
-                fmt::format("{} -> {}: {} x {}, {}", input.name, path, size.width, size.height, byteText(bytes.size()));
+        Json facts = {{"format", formatName(output.format)},
+                      {"width", made.width},
+                      {"height", made.height},
+                      {"bytes", bytes.size()}};
+        if (lossless_)
+            facts["lossless"] = true;
+        outcome.facts = std::make_shared<const Json>(std::move(facts));
+        if (options_.reports.verbose || (lossless_ && !options_.reports.quiet))
+            outcome.line = fmt::format("{} -> {}: {} x {}, {}{}", input.name, path, made.width, made.height,
+                                       byteText(bytes.size()), lossless_ ? ", coded data kept" : "");
         return outcome;
     }
 
@@ -117,6 +136,7 @@ private:
     const Inputs& inputs_;
     OutputPlan& plan_;
     PictureStep step_;
+    LosslessStep lossless_; // empty where pictures are coded anew
 };
 
 /// For what all inputs need and cannot have; gives the exit status.
@@ -180,15 +200,19 @@ int runPictures(const Verb& verb, const PictureOptions& options, const PictureWo
     OutputPlan plan(options.outputs, inputs, options.encoding.format, work.otherFiles);
     if (plan.goesToStandardOutput() && (options.reports.json || options.reports.jsonl))
         throw UsageError("standard output cannot take both a picture and JSON");
-    for (std::size_t i = 0; i < inputs.list.size(); ++i)
+    for (std::size_t i = 0; i < inputs.list.size(); ++i) {
         options.encoding.check(plan.of(i).format);
+        if (work.lossless && plan.of(i).format != Format::jpeg)
+            throw UsageError(
+                fmt::format("--lossless is from JPEG to JPEG, the output is {}", formatName(plan.of(i).format)));
+    }
     const int together = options.limits.apply(inputs.list.size());
 
     PictureStep step;
     if (!options.outputs.dryRun && !(step = work.prepare()))
         return sayFailure(verb.name, ZelFailure::last());
     Reporter reporter(verb.name, options.reports, inputs.list.size());
-    PictureRun run(options, inputs, plan, std::move(step));
+    PictureRun run(options, inputs, plan, std::move(step), work.lossless);
     runAll(
         inputs.list.size(), together,
         [&](std::size_t input, const ZelReport& report) { return run.run(input, report); }, reporter);

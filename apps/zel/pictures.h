@@ -1,6 +1,7 @@
 #pragma once
 #include "common_options.h"
 #include "encoding.h"
+#include "lossless.h"
 #include "outcome.h"
 
 #include <functional>
@@ -26,6 +27,7 @@ using PictureStep = std::function<Ref<ZelImage>(const Ref<ZelImage>&)>;
 struct PictureWork {
     std::function<PictureStep()> prepare;
     std::vector<std::string> otherFiles; ///< files that are read besides the inputs
+    LosslessStep lossless = {};          ///< done to JPEG files in place of the step, their coded data being kept
 };
 
 /// Reads each input, applies the step, writes the output. Gives the exit status; throws UsageError.

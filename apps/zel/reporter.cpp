@@ -68,7 +68,7 @@ void Reporter::sayOnStandardError(const Outcome& outcome)
             say(warningText(outcome, warning));
     if (outcome.state == Outcome::State::failed)
         say(failureText(outcome));
-    if (options_.verbose && !outcome.line.empty())
+    if (!outcome.line.empty())
         say(outcome.line);
 }
 

@@ -83,5 +83,23 @@ TEST(LongRuns, ProgressIsDrawnWhereItIsAskedFor)
     EXPECT_EQ(zel(folder, words).err, ""); // a file is no terminal
 }
 
+// What a kill may leave beside an output is gone after the next run.
+TEST(LongRuns, ClearsUpAfterOneThatWasKilled)
+{
+    const TemporaryFolder folder(true);
+    folder.put("a.png", pngFile(4, 3));
+    pid_t dead = 0;
+    {
+        const Running killed(folder, {.words = {"version"}});
+        dead = killed.process();
+    }
+    const std::string left = ".zel-" + std::to_string(dead) + "-0.tmp";
+    folder.put(left, "half");
+    std::filesystem::last_write_time(folder / left,
+                                     std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    EXPECT_EQ(zel(folder, {"convert", "a.png", "-o", "b.png"}).status, 0);
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"a.png", "b.png"}));
+}
+
 } // namespace
 } // namespace zel::testing

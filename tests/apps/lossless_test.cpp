@@ -24,6 +24,8 @@ const Change changes[] = {
     {"a quarter turn", {64, 48}, {"rotate", "--by", "90"}, 0, {48, 64}, "a.jpg -> c.jpg: 48 x 64, .*coded data kept\n"},
     {"the other way", {64, 48}, {"rotate", "--by", "-90"}, 0, {48, 64}, ".*coded data kept\n"},
     {"one and a quarter", {64, 48}, {"rotate", "--by", "450"}, 0, {48, 64}, ".*coded data kept\n"},
+    {"a part", {64, 48}, {"crop", "--rect", "16,32,20,100"}, 0, {20, 16}, ".*coded data kept\n"},
+    {"a part within blocks", {64, 48}, {"crop", "--rect", "8,0,20,10"}, 2, {}, "zel crop: a.jpg: .*16 x 16.*\n"},
     {"as it is", {61, 37}, {"convert"}, 0, {61, 37}, ".*coded data kept\n"},
     {"quietly", {64, 48}, {"rotate", "-q", "--by", "180"}, 0, {64, 48}, ""},
     {"an edge in the way", {61, 37}, {"rotate", "--by", "180"}, 3, {}, "zel rotate: a.jpg: .*16 x 16.*\n"},

@@ -1,5 +1,6 @@
 #include <zel/platform/foundation/atomic_write.h>
 #include <zel/platform/foundation/notes.h>
+#include <zel/platform/foundation/stale_files.h>
 
 #include <foundation/child_process.h>
 #include <foundation/failing_files.h>
@@ -288,7 +289,7 @@ TEST(AtomicWrite, RemovesWhatKilledProcessesLeft)
             age(name);
     }
     age(odd);
-    EXPECT_TRUE(write(folder.url("file"), "new"));
+    removeStaleTemporaries(openFile(folder.path(), O_RDONLY | O_DIRECTORY));
     for (const auto& [name, isOld, stays] : cases)
         EXPECT_EQ(folder.text(name), stays ? "half" : "absent") << name;
     EXPECT_TRUE(fs::is_directory(folder / odd));

@@ -216,7 +216,7 @@ bool writeAtomically(const URL& file, std::span<const std::uint8_t> bytes, const
                  fmt::format("{}: written, but its folder is not on the disk yet: {}", path.filename().string(),
                              errorText(errno)),
                  path.string());
-        removeStaleTemporaries(place.folder);
+        removeStaleTemporariesOnce(place.folder);
         return true;
     }
     if (options.absentAfterFailure)

@@ -22,7 +22,7 @@ constexpr int mostEntries = 10'000;
 constexpr std::size_t mostFolders = 256; // remembered
 constexpr std::time_t oldEnough = 600;   // seconds: a file is written and renamed within a few
 
-/// True the first time that this process sees the folder.
+/// True the first time that this process sees the folder, or one whose number it took over.
 bool isNew(const struct stat& folder)
 {
     static std::mutex mutex;
@@ -68,9 +68,6 @@ bool isStale(const FileHandle& folder, const char* name, pid_t process)
 
 void removeStaleTemporaries(const FileHandle& folder)
 {
-    struct stat facts {};
-    if (fileCalls().fstat(folder.get(), &facts) != 0 || !isNew(facts))
-        return;
     FileHandle again = openFileAt(folder, ".", O_RDONLY | O_DIRECTORY);
     if (!again)
         return;
@@ -88,6 +85,13 @@ void removeStaleTemporaries(const FileHandle& folder)
     }
     for (const std::string& name : stale)
         fileCalls().unlinkat(folder.get(), name.c_str(), 0);
+}
+
+void removeStaleTemporariesOnce(const FileHandle& folder)
+{
+    struct stat facts {};
+    if (fileCalls().fstat(folder.get(), &facts) == 0 && isNew(facts))
+        removeStaleTemporaries(folder);
 }
 
 } // namespace zel

@@ -3,6 +3,7 @@
 #include "decode_checks.h"
 #include "target.h"
 
+#include <zel/operations/found_subjects.h>
 #include <zel/zel.h>
 
 #include <array>
@@ -103,6 +104,13 @@ Ref<ZelImage> cutOut(Choices& choices, const Ref<ZelImage>& image)
             require(subject->size.width <= image->cgImage->width() &&
                         subject->size.height <= image->cgImage->height() && !pixelsOf(subject).empty(),
                     "parts of the picture");
+        const auto all = findSubjects(image->cgImage, {.alphaThreshold = how.alphaThreshold});
+        std::int64_t pixels = 0;
+        for (const FoundSubject& subject : all.value_or(std::vector<FoundSubject>()))
+            pixels += subject.pixels;
+        require(!all || subjects->size() <= all->size(), "no more subjects than without conditions");
+        require(pixels <= std::int64_t{image->cgImage->width()} * image->cgImage->height(),
+                "every pixel in one subject at most");
         return subjects->at(choices.byte() % subjects->size());
     }
     }

@@ -89,7 +89,11 @@ Ref<const CGImage> ClosedHoles::crop(const PixelArea& part, std::uint32_t turn)
 bool ClosedHolesProvider::decode(const Request& request, const RowSink& sink) const
 {
     const engine::ConstPixels whole = pixelsOf(*holes_->picture_);
-    const int end = request.rowCount < 0 ? part_.height : request.firstRow + request.rowCount;
+    if (whole.empty() || request.denominator != 1 || request.firstRow < 0)
+        return fail(ZelFailureCode::invalidArgument, "decode", "no such rows of a subject");
+    const int end = request.rowCount < 0
+                        ? part_.height
+                        : std::min(request.rowCount, part_.height - request.firstRow) + request.firstRow;
     // Bands that stay in the cache while the sink works on them.
     const int step = static_cast<int>(
         std::clamp<std::int64_t>((256 << 10) / (std::int64_t{part_.width} * 4), 1, std::int64_t{part_.height}));

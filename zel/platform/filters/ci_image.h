@@ -4,9 +4,9 @@
 
 namespace zel {
 
-/// An immutable expression that yields a picture when a CIContext renders it: a source, then any number of transforms
-/// and crops. Coordinates run from the lower-left corner of the source, y upward, in pixels. Making one computes
-/// nothing.
+/// An immutable expression that yields a picture when a CIContext renders it: a source, then any number of transforms,
+/// crops and filters. Coordinates run from the lower-left corner of the source, y upward, in pixels. Making one
+/// computes nothing.
 class ZEL_API CIImage {
 public:
     static Ref<const CIImage> make(const Ref<const CGImage>& image); ///< null when `image` is
@@ -17,9 +17,18 @@ public:
     Ref<const CIImage> transformed(const CGAffineTransform& transform) const;
     /// What lies inside the rectangle; null when the rectangle's figures are not finite.
     Ref<const CIImage> cropped(CGRect rect) const;
+    /// Turned counterclockwise about the centre of the extent and enlarged by the smallest factor that leaves none of
+    /// its corners empty; the extent stays. Null when the angle is not finite.
+    Ref<const CIImage> straightened(CGFloat radians) const;
+    /// Its light times 2^ev, clipped at white; alpha stays. Null when `ev` is not finite.
+    Ref<const CIImage> exposed(double ev) const;
+    /// An unsharp mask on luma alone (a Gaussian of sigma 1.69 pixels): colours and alpha stay. 0 changes nothing;
+    /// below 0 it softens. Null when `sharpness` is not finite.
+    Ref<const CIImage> luminanceSharpened(float sharpness) const;
 
 private:
     friend class CIContext;
+    friend struct CIImageAccess;
     CIImage();
     struct Node;
     Ref<const Node> node_;
@@ -32,8 +41,9 @@ public:
     /// The part `from` of the expression, sRGB, 8 bits, its sides rounded up to whole pixels (a millionth counts as
     /// nothing); a fractional extent fills the rounded size, so that no edge is half transparent. Transparent where the
     /// expression has nothing. Transforms are composed into one and resampled once: Lanczos 3 where axes stay axes,
-    /// bilinear for other angles; the source is decoded at the smallest size that serves. Null, with the reason noted,
-    /// for an empty or infinite `from`, too large a result, or a source that cannot be decoded.
+    /// bilinear for other angles; the source is decoded at the smallest size that serves. Filters of single pixels run
+    /// over strips of rows; sharpening takes one more picture of the result's size. Null, with the reason noted, for an
+    /// empty or infinite `from`, too large a result, or a source that cannot be decoded.
     Ref<const CGImage> createCGImage(const Ref<const CIImage>& image, CGRect from) const;
 
 private:

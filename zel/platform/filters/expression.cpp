@@ -17,17 +17,23 @@ bool isWhole(const CGRect& rect)
     return isWhole(rect.origin.x) && isWhole(rect.origin.y) && isWhole(rect.size.width) && isWhole(rect.size.height);
 }
 
-bool onlyMoves(const CGAffineTransform& map)
-{
-    return map.a == 1 && map.d == 1 && map.b == 0 && map.c == 0;
-}
-
 CGPoint mapped(CGPoint point, const CGAffineTransform& map)
 {
     return {map.a * point.x + map.c * point.y + map.tx, map.b * point.x + map.d * point.y + map.ty};
 }
 
+/// A filter of neighbours looks beyond what it is asked for.
+bool seesNeighbours(const Filter& filter)
+{
+    return std::holds_alternative<LumaSharpening>(filter);
+}
+
 } // namespace
+
+bool onlyMoves(const CGAffineTransform& map)
+{
+    return map.a == 1 && map.d == 1 && map.b == 0 && map.c == 0;
+}
 
 bool keepsAxes(const CGAffineTransform& map)
 {
@@ -82,21 +88,33 @@ Expression Expression::of(const Ref<const CGImage>& image)
     Expression result;
     result.source = image;
     result.extent = {{0, 0}, {static_cast<CGFloat>(image->width()), static_cast<CGFloat>(image->height())}};
+    result.domain = result.extent;
+    return result;
+}
+
+/// This expression, rendered, as the source of a new one.
+Expression Expression::onTop(const CGAffineTransform& transform) const
+{
+    // Rendering rounds sides up to whole pixels, and the picture fills them.
+    const auto shrink = [](CGFloat side) { return side > 0 ? side / std::ceil(side - 1e-6) : 1; };
+    Expression result;
+    result.below = std::make_shared<const Expression>(*this);
+    result.map = composed(transform, CGAffineTransform{shrink(extent.width()), 0, 0, shrink(extent.height()),
+                                                       extent.minX(), extent.minY()});
+    result.extent = mapped(extent, transform);
+    result.domain = result.extent;
     return result;
 }
 
 Expression Expression::transformed(const CGAffineTransform& transform) const
 {
-    // A crop that is then turned is no rectangle any more: what it shows becomes the source of a new expression.
-    if (isCropped && !keepsAxes(transform)) {
-        Expression result;
-        result.below = std::make_shared<const Expression>(*this);
-        result.extent = mapped(extent, transform);
-        result.map = composed(transform, CGAffineTransform{1, 0, 0, 1, extent.minX(), extent.minY()});
-        return result;
-    }
+    const bool moves = onlyMoves(transform) && isWhole(transform.tx) && isWhole(transform.ty);
+    // Filters work on the pixels where they are. A crop that is then turned is no rectangle any more.
+    if ((!filters.empty() && !moves) || (isCropped && !keepsAxes(transform)))
+        return onTop(transform);
     Expression result = *this;
     result.map = composed(transform, map);
+    result.domain = mapped(domain, transform);
     result.extent = mapped(extent, transform);
     return result;
 }
@@ -106,11 +124,56 @@ Expression Expression::cropped(const CGRect& rect) const
     Expression result = *this;
     result.extent = intersection(extent, rect);
     result.isCropped = isCropped || !(result.extent == extent);
+    if (!filters.empty())
+        return result;
+    result.domain = result.extent;
     if (source && onlyMoves(map)) {
         const CGRect inSource{{result.extent.origin.x - map.tx, result.extent.origin.y - map.ty}, result.extent.size};
         if (isWhole(inSource) && !inSource.isEmpty())
             result.part = inSource;
     }
+    return result;
+}
+
+Expression Expression::straightened(CGFloat radians) const
+{
+    const auto exact = [](double value) { // quarter turns, in spite of the rounding of pi
+        const double nearest = std::round(value);
+        return std::fabs(value - nearest) < 1e-12 ? nearest : value;
+    };
+    const double cosine = exact(std::cos(radians)), sine = exact(std::sin(radians));
+    const double width = extent.width(), height = extent.height();
+    if (cosine == 1 || extent.isEmpty())
+        return *this;
+    // Turned back, a corner of the extent must lie within the enlarged sides: w |cos| + h |sin| ≤ w × scale, and with
+    // width and height exchanged.
+    const double scale = std::fabs(cosine) + std::fabs(sine) * std::max(width / height, height / width);
+    const double a = scale * cosine, b = scale * sine;
+    const double x = extent.minX() + width / 2, y = extent.minY() + height / 2;
+    const CGAffineTransform turn{a, b, -b, a, x - a * x + b * y, y - b * x - a * y};
+    Expression result = transformed(turn);
+    result.isCovered = result.below != below || keepsAxes(map);
+    result.isCropped = true;
+    result.domain = extent;
+    result.extent = extent;
+    return result;
+}
+
+Expression Expression::filtered(const Filter& filter) const
+{
+    // What a crop took away must not come back as somebody's neighbour.
+    if (seesNeighbours(filter) && !(domain == extent))
+        return onTop({}).filtered(filter);
+    Expression result = *this;
+    if (!filters.empty())
+        if (const Tone* last = std::get_if<Tone>(&filters.back()), *next = std::get_if<Tone>(&filter); last && next) {
+            auto both = std::make_shared<engine::ToneTable>(**last);
+            for (std::uint8_t& value : *both)
+                value = (**next)[value];
+            result.filters.back() = Tone(both);
+            return result;
+        }
+    result.filters.push_back(filter);
     return result;
 }
 

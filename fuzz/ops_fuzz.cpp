@@ -216,12 +216,70 @@ Ref<ZelImage> cutApart(Choices& choices, const Ref<ZelImage>& image, const Ref<Z
     }
 }
 
+/// A table of noise in one of the forms of files, its shape right or nearly so.
+std::optional<ZelLut> makeLut(Choices& choices)
+{
+    const int side = choices.number(2, 9), height = side * side + (choices.byte() < 8 ? 1 : 0);
+    if (choices.byte() % 2 == 0) {
+        std::string text = "LUT_3D_SIZE " + std::to_string(side) + "\n";
+        for (int i = 0; i < side * height; ++i)
+            text += std::to_string(choices.fraction()) + " " + std::to_string(choices.fraction()) + " 0.5\n";
+        const auto picture = lutPicture(Data({text.begin(), text.end()}));
+        return picture ? ZelLut::make(*picture) : std::nullopt;
+    }
+    ZelImageBitmapRGBA slices({.width = side, .height = height});
+    for (std::uint8_t& byte : slices.bytes())
+        byte = choices.byte();
+    const auto picture = pngData(slices.zelImage());
+    return picture ? ZelLut::make(*picture) : std::nullopt;
+}
+
+/// Straightened, exposed, sharpened, graded: the size and, but for straightening, alpha stay.
+Ref<ZelImage> filtered(Choices& choices, const Ref<ZelImage>& image)
+{
+    Ref<ZelImage> result;
+    bool keepsAlpha = true;
+    switch (choices.byte() % 4) {
+    case 0:
+        result = rotateAndZoom(image, {.byDegrees = side(choices) * 5});
+        keepsAlpha = false;
+        break;
+    case 1:
+        result = exposure(image, side(choices) / 20 - 2);
+        require(image == nullptr || result != nullptr, "the picture itself where it cannot be exposed");
+        break;
+    case 2:
+        result = sharpen(image, {.sharpness = static_cast<float>(choices.fraction() * 300 - 100)});
+        break;
+    default: {
+        const auto lut = makeLut(choices);
+        if (!lut)
+            return image;
+        result = apply(image, {.lut = *lut});
+    }
+    }
+    if (!image || !result || result == image)
+        return result;
+    const CGImage &before = *image->cgImage, &after = *result->cgImage;
+    require(after.width() == before.width() && after.height() == before.height(), "the same size");
+    if (!keepsAlpha || after.layout().alphaInfo != before.layout().alphaInfo)
+        return result;
+    const auto alphaOf = [](const CGImage& picture, int x, int y) {
+        return picture
+            .bytes()[static_cast<std::size_t>(y) * picture.bytesPerRow() + static_cast<std::size_t>(x) * 4 + 3];
+    };
+    for (int y = 0; y < after.height(); ++y)
+        for (int x = 0; x < after.width(); ++x)
+            require(alphaOf(before, x, y) == alphaOf(after, x, y), "alpha as it was");
+    return result;
+}
+
 Ref<ZelImage> step(Choices& choices, const Ref<ZelImage>& image, const Ref<ZelImage>& other)
 {
     const CGSize size = image ? image->size : CGSize{};
     const double a = side(choices), b = side(choices);
     Ref<ZelImage> result;
-    switch (choices.byte() % 18) {
+    switch (choices.byte() % 21) {
     case 0:
         result = resize(image, {.to = {a, b}});
         requireSize(result, {a, b});
@@ -267,6 +325,9 @@ Ref<ZelImage> step(Choices& choices, const Ref<ZelImage>& image, const Ref<ZelIm
     case 16:
     case 17:
         return cutApart(choices, image, other);
+    case 18:
+    case 19:
+        return filtered(choices, image);
     default: {
         ZelWatermark how;
         how.position = allCases<ZelWatermark::Position>()[choices.byte() % 9];

@@ -5,7 +5,7 @@ namespace {
 
 struct Document {
     const char* name;
-    char record; ///< the first byte: 0 image, 1 canvas, 2 watermark, 3 colour, 4 key colour
+    char record; ///< the first byte: 0 image, 1 canvas, 2 watermark, 3 colour, 4 key colour, 5 table, 6 .cube text
     const char* text;
 };
 
@@ -45,6 +45,14 @@ const Document documents[] = {
     {"key-colour", 4, R"({"color":{"red":0.1,"green":1,"blue":-1e300,"alpha":1},"tolerance":60})"},
     {"key-colour-without-tolerance", 4, R"({"color":{"red":0,"green":1,"blue":0,"alpha":1}})"},
     {"key-colour-mistyped", 4, R"({"color":"green","tolerance":1e999})"},
+    {"table", 5, R"({"data":")" PIXEL R"("})"},
+    {"table-bad-base64", 5, R"({"data":"A*=A"})"},
+    {"cube", 6,
+     "# c\nTITLE \"t\"\nDOMAIN_MIN 0 0 0\nDOMAIN_MAX 1 1 1\nLUT_3D_SIZE 2\n0 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 "
+     "1 "
+     "1\n1 1 1e0\n"},
+    {"cube-huge", 6, "LUT_3D_SIZE 129\n0 0 0\n"},
+    {"cube-of-one-dimension", 6, "LUT_1D_SIZE 2\n0 0 0\n1 1 1\n"},
     {"empty", 1, ""},
     {"not-utf8", 2, "{\"position\":\"\xff\xfe\"}"},
     {"escapes", 0,

@@ -12,6 +12,8 @@
 #include <zel/operations/chroma.h>
 #include <zel/operations/convolution.h>
 #include <zel/operations/crop.h>
+#include <zel/operations/filters.h>
+#include <zel/operations/lut_files.h>
 #include <zel/operations/resize.h>
 #include <zel/operations/rotate.h>
 #include <zel/operations/subjects.h>

@@ -333,6 +333,44 @@ TEST(Pictures, AreConvolved)
     EXPECT_EQ(pixelsOfFile(folder.text("b.png"))[5], (Pixel{60, 60, 60, 255}));
 }
 
+// The filters' own tests look closer; this is that flags arrive, signs and all, and that cubes are read in each form.
+TEST(Pictures, AreFiltered)
+{
+    const TemporaryFolder folder;
+    const auto grey = [](int, int) { return Pixel{100, 100, 100, 255}; };
+    folder.put("a.png", pngFile(9, 9, grey));
+    folder.put("swap.cube", std::string("LUT_3D_SIZE 2\n0 0 0\n0 0 0\n0 1 0\n0 1 0\n1 0 1\n1 0 1\n1 1 1\n1 1 1\n"));
+    folder.put("swap.png", pngFile(2, 4, [](int, int y) {
+                   const auto blue = static_cast<std::uint8_t>(y / 2 * 255),
+                              green = static_cast<std::uint8_t>(y % 2 * 255);
+                   return Pixel{blue, green, blue, 255};
+               }));
+    folder.put("color.png", pngFile(3, 3, [](int, int) { return Pixel{10, 100, 200, 255}; }));
+    const struct {
+        std::vector<std::string> words;
+        Pixel middle;
+    } cases[] = {{{"expose", "a.png", "--ev", "1"}, {138, 138, 138, 255}},
+                 {{"expose", "a.png", "--ev", "-1"}, {71, 71, 71, 255}},
+                 {{"sharpen", "a.png"}, {100, 100, 100, 255}},
+                 {{"straighten", "a.png", "--by", "-3"}, {100, 100, 100, 255}},
+                 {{"cube", "color.png", "--cube", "swap.cube"}, {200, 100, 200, 255}},
+                 {{"cube", "color.png", "--cube", "swap.png"}, {200, 100, 200, 255}}};
+    for (const auto& c : cases) {
+        std::vector<std::string> words = c.words;
+        words.insert(words.end(), {"-o", "b.png", "--force"});
+        const auto ended = zel(folder, words);
+        ASSERT_EQ(ended.status, 0) << ended.err;
+        const auto pixels = pixelsOfFile(folder.text("b.png"));
+        EXPECT_EQ(pixels[pixels.size() / 2], c.middle) << c.words[0] << ' ' << c.words[2];
+    }
+    // Clockwise, as the help says: what was on the left moves up.
+    folder.put("left.png", pngFile(41, 41, [](int x, int) {
+                   return Pixel{static_cast<std::uint8_t>(x < 20 ? 255 : 0), 0, 0, 255};
+               }));
+    ASSERT_EQ(zel(folder, {"straighten", "left.png", "-o", "c.png", "--by", "80"}).status, 0);
+    EXPECT_EQ(pixelsOfFile(folder.text("c.png"))[20], (Pixel{255, 0, 0, 255}));
+}
+
 TEST(Pictures, TheSameHoweverManyWork)
 {
     const TemporaryFolder folder;

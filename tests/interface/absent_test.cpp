@@ -67,6 +67,16 @@ const Case operations[] = {
      [] {
          return isAbsent(convolve(none, {.kernel = {0, 0, 0, 0, 3, 0, 0, 0, 0}}));
      }},
+    {"rotateAndZoom", [] { return isAbsent(rotateAndZoom(none, {.byDegrees = 7})); }},
+    {"exposure", [] { return isAbsent(exposure(none, 1)); }},
+    {"sharpen", [] { return isAbsent(sharpen(none, {.sharpness = 1})); }},
+    {"sharpen a bitmap", [] { return isAbsent(sharpen(Ref<const CGImage>(), {.sharpness = 1})); }},
+    {"apply a table",
+     [] {
+         const ZelLut lut(ZelLut::Undecoded{});
+         return isAbsent(apply(none, {.lut = lut}));
+     }},
+    {"apply a table's file", [] { return isAbsent(apply(none, {.lutAtUrl = URL::file("absent.png")})); }},
     {"key", [] { return isAbsent(key(none, {.with = {}})); }},
     {"fill", [] { return isAbsent(fill(none, {.with = {}})); }},
     {"fillHoles", [] { return isAbsent(fillHoles(none, {.with = {}})); }},

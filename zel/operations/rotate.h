@@ -18,6 +18,9 @@ enum class ZelImage::RotationDirection {
 struct RotateDegrees {
     double degrees;
 };
+struct RotateByDegrees {
+    double byDegrees;
+};
 
 /// Turned in its own depth, layout and colours: every sample stays as it was. A picture that is not decoded yet is
 /// turned when it is, at no cost of its own where it is resized first. Null where `image` or its pixels are absent, or
@@ -30,6 +33,11 @@ ZEL_API Ref<const CGImage> rotate(const Ref<const CGImage>& image, ZelImage::Rot
 /// pixels. sRGB, 8 bits, sampled bilinearly, the rim antialiased; multiples of 90° move samples as they are, as above.
 /// Null, with the reason noted, where the angle is not finite, there are no pixels, or the result is too large.
 ZEL_API Ref<ZelImage> rotate(const Ref<ZelImage>& image, RotateDegrees angle);
+
+/// Straightened: turned about its centre and enlarged by the smallest factor that leaves no corner of the picture's own
+/// size empty; see `CIImage::straightened`. sRGB, 8 bits. Null, with the reason noted, where the angle is not finite or
+/// there are no pixels.
+ZEL_API Ref<ZelImage> rotateAndZoom(const Ref<ZelImage>& image, RotateByDegrees angle);
 
 namespace ZelImageHelper {
 struct RotateBy {

@@ -16,13 +16,6 @@ constexpr std::string_view notes =
 enlarged as little as it takes to leave no corner empty. zel rotate keeps everything instead, and makes them larger.
 )";
 
-constexpr double largestAngle = 360'000;
-
-double readAngle(std::string_view text)
-{
-    return readNumber(text, -largestAngle, largestAngle);
-}
-
 int run(const Verb& verb, Words words)
 {
     PictureOptions options;

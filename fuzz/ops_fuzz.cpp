@@ -262,7 +262,8 @@ Ref<ZelImage> filtered(Choices& choices, const Ref<ZelImage>& image)
         return result;
     const CGImage &before = *image->cgImage, &after = *result->cgImage;
     require(after.width() == before.width() && after.height() == before.height(), "the same size");
-    if (!keepsAlpha || after.layout().alphaInfo != before.layout().alphaInfo)
+    constexpr auto drawn = CGAlphaInfo::premultipliedLast; // others hold their alpha elsewhere, or say nothing by it
+    if (!keepsAlpha || after.layout().alphaInfo != drawn || before.layout().alphaInfo != drawn)
         return result;
     const auto alphaOf = [](const CGImage& picture, int x, int y) {
         return picture

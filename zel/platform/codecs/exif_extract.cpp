@@ -98,7 +98,8 @@ Bytes ofChunks(const ByteSource& source, const ChunkRules& rules)
 std::vector<std::uint8_t> exifBlockOf(const ByteSource& source)
 {
     std::array<std::uint8_t, 12> head{};
-    source.read(0, head);
+    if (source.read(0, head) < 4)
+        return {};
     const auto holds = [&head](std::size_t place, std::string_view text) {
         return std::equal(text.begin(), text.end(), head.begin() + static_cast<std::ptrdiff_t>(place),
                           [](char a, auto b) { return static_cast<std::uint8_t>(a) == b; });

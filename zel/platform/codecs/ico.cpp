@@ -173,8 +173,9 @@ bool BitmapInIcon::isClear() const
 void BitmapInIcon::applyMask(int place, std::uint8_t* row) const
 {
     const std::uint64_t rowBytes = (static_cast<std::uint64_t>(bitmap_.width) + 31) / 32 * 4;
-    std::vector<std::uint8_t> mask(static_cast<std::size_t>(rowBytes)); // what is missing hides nothing
-    source().read(maskAt_ + rowBytes * static_cast<std::uint64_t>(place), mask);
+    std::vector<std::uint8_t> mask(static_cast<std::size_t>(rowBytes));
+    mask.resize(source().read(maskAt_ + rowBytes * static_cast<std::uint64_t>(place), mask));
+    mask.resize(static_cast<std::size_t>(rowBytes)); // what is missing hides nothing
     const int bytesPerPixel = bitmap_.bitsPerComponent() / 2;
     for (int x = 0; x < bitmap_.width; ++x) {
         const bool isHidden = (mask[static_cast<std::size_t>(x) / 8] >> (7 - x % 8) & 1) != 0;

@@ -1,4 +1,5 @@
 #include "batch.h"
+#include "interrupt.h"
 #include "json_documents.h"
 #include "output_plan.h"
 #include "pictures.h"
@@ -89,8 +90,8 @@ Json jsonOf(const PixelArea& box)
     return Json::array({box.left, box.top, box.width, box.height});
 }
 
-/// Calls `work` with 0 to `count` - 1 on so many threads, until one call gives false with the reason noted: that
-/// reason.
+/// Calls `work` with 0 to `count` - 1 on so many threads, until one call gives false with the reason noted, or an
+/// interrupt: that reason.
 std::optional<ZelNote> onThreads(std::size_t count, int threads, const std::function<bool(std::size_t)>& work)
 {
     std::atomic<std::size_t> next = 0;
@@ -98,7 +99,9 @@ std::optional<ZelNote> onThreads(std::size_t count, int threads, const std::func
     std::optional<ZelNote> failure;
     const auto takeOneAfterAnother = [&] {
         for (auto i = next++; i < count; i = next++) {
-            if (work(i))
+            if (interrupted())
+                (void)fail(ZelFailureCode::cancelled, "write", "writing was stopped");
+            else if (work(i))
                 continue;
             next = count;
             const std::scoped_lock lock(mutex);

@@ -40,7 +40,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         return 0;
     const ZelLimits::Scope scope(checks::tightLimits());
     const std::string_view text(reinterpret_cast<const char*>(data) + 1, size - 1);
-    switch (data[0] % 7) {
+    switch (data[0] % 8) {
     case 0:
         tryRecord<Ref<ZelImage>>(text);
         break;
@@ -59,9 +59,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     case 5:
         tryRecord<ZelLut>(text);
         break;
-    default: // no JSON, but text too: a colour cube
+    case 6: // no JSON, but text too: a colour cube
         if (const auto picture = lutPicture(Data({text.begin(), text.end()})))
             fuzz::require(ZelLut::make(*picture).has_value(), "a table from what was taken for one");
+        break;
+    default:
+        tryRecord<ZelImageHelper::ZelColorList>(text);
     }
     return 0;
 }

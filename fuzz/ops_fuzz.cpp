@@ -275,12 +275,39 @@ Ref<ZelImage> filtered(Choices& choices, const Ref<ZelImage>& image)
     return result;
 }
 
+/// Colours of the picture: as many as the grid has, and distances that are no more than that of black and white.
+void measureColors(const Ref<ZelImage>& image, const Ref<ZelImage>& other, double a, double b)
+{
+    const auto grid = colorList(image, {.reduceToSize = {a, b}});
+    require(grid.empty() || grid.size() == static_cast<std::size_t>(a) * static_cast<std::size_t>(b),
+            "a colour a cell");
+    require(ZelImageHelper::getColorList({.ofImage = image, .reduceToSize = {a, b}}).size() == grid.size(),
+            "the same grid with alpha");
+    const double delta = deltaColor(image, {.to = other, .colroGridSide = 3});
+    require(std::isnan(delta) || (delta >= 0 && delta < 1.0001), "a difference within its bounds");
+    (void)ZelImageHelper::getAverageColorOfImage(image);
+    if (std::isfinite(a) && std::isfinite(b) && std::fabs(a) < 1e9 && std::fabs(b) < 1e9)
+        (void)ZelImageHelper::getColor(
+            {.ofImage = image, .x = static_cast<std::int64_t>(a), .y = static_cast<std::int64_t>(b)});
+}
+
+/// The picture with another one's brightness or alpha as its own.
+Ref<ZelImage> maskedBy(const Ref<ZelImage>& other, Choices& choices, const Ref<ZelImage>& image)
+{
+    const bool byAlpha = choices.byte() % 2 == 0;
+    const auto result = byAlpha ? apply(image, {.mask = other}) : apply(image, {.mask = other->cgImage});
+    require(result != nullptr || image == nullptr, "the receiver where there is no mask");
+    if (image)
+        requireSize(result, image->size);
+    return result;
+}
+
 Ref<ZelImage> step(Choices& choices, const Ref<ZelImage>& image, const Ref<ZelImage>& other)
 {
     const CGSize size = image ? image->size : CGSize{};
     const double a = side(choices), b = side(choices);
     Ref<ZelImage> result;
-    switch (choices.byte() % 21) {
+    switch (choices.byte() % 23) {
     case 0:
         result = resize(image, {.to = {a, b}});
         requireSize(result, {a, b});
@@ -329,6 +356,11 @@ Ref<ZelImage> step(Choices& choices, const Ref<ZelImage>& image, const Ref<ZelIm
     case 18:
     case 19:
         return filtered(choices, image);
+    case 21:
+        measureColors(image, other, a, b);
+        return image;
+    case 22:
+        return maskedBy(other, choices, image);
     default: {
         ZelWatermark how;
         how.position = allCases<ZelWatermark::Position>()[choices.byte() % 9];

@@ -5,7 +5,8 @@ namespace {
 
 struct Document {
     const char* name;
-    char record; ///< the first byte: 0 image, 1 canvas, 2 watermark, 3 colour, 4 key colour, 5 table, 6 .cube text
+    /// the first byte: 0 image, 1 canvas, 2 watermark, 3 colour, 4 key colour, 5 table, 6 .cube text, 7 colour list
+    char record;
     const char* text;
 };
 
@@ -53,6 +54,10 @@ const Document documents[] = {
      "1\n1 1 1e0\n"},
     {"cube-huge", 6, "LUT_3D_SIZE 129\n0 0 0\n"},
     {"cube-of-one-dimension", 6, "LUT_1D_SIZE 2\n0 0 0\n1 1 1\n"},
+    {"colour-list", 7,
+     R"({"list":[{"red":0,"green":0.5,"blue":1,"alpha":1},{"red":-1,"green":2,"blue":1e-9,"alpha":0}]})"},
+    {"colour-list-empty", 7, R"({"list":[]})"},
+    {"colour-list-mistyped", 7, R"({"list":[{"red":"0","green":null,"blue":[],"alpha":1}]})"},
     {"empty", 1, ""},
     {"not-utf8", 2, "{\"position\":\"\xff\xfe\"}"},
     {"escapes", 0,

@@ -26,5 +26,6 @@
 #include <zel/platform/foundation/perf.h>
 #include <zel/platform/foundation/threads.h>
 #include <zel/platform/images/draw.h>
+#include <zel/support/colors.h>
 #include <zel/support/dicotomic.h>
 #include <zel/support/notify.h>

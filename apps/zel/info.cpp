@@ -2,6 +2,7 @@
 #include "inputs.h"
 #include "metadata.h"
 #include "pictures.h"
+#include "table.h"
 #include "text.h"
 
 #include <zel/platform/graphics/color_space.h>
@@ -11,7 +12,6 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -101,50 +101,33 @@ Json jsonOf(const Facts& facts)
     return json;
 }
 
-using Row = std::vector<std::string>;
-
-Row rowOf(const std::string& name, const Facts& facts)
+TableRow rowOf(const std::string& name, const Facts& facts)
 {
-    Row row = {printable(name),
-               fmt::format("{} x {}", facts.width, facts.height),
-               facts.format,
-               std::to_string(facts.bits),
-               facts.hasAlpha ? "yes" : "no",
-               printable(facts.profile),
-               std::to_string(facts.orientation),
-               fmt::format("{:.6g} x {:.6g}", facts.pointSize.width, facts.pointSize.height),
-               std::to_string(facts.frames),
-               facts.shot.date.empty() ? "-" : facts.shot.date,
-               facts.shot.lat && facts.shot.lon ? fmt::format("{:.6f} {:.6f}", *facts.shot.lat, *facts.shot.lon) : "-"};
+    TableRow row = {printable(name),
+                    fmt::format("{} x {}", facts.width, facts.height),
+                    facts.format,
+                    std::to_string(facts.bits),
+                    facts.hasAlpha ? "yes" : "no",
+                    printable(facts.profile),
+                    std::to_string(facts.orientation),
+                    fmt::format("{:.6g} x {:.6g}", facts.pointSize.width, facts.pointSize.height),
+                    std::to_string(facts.frames),
+                    facts.shot.date.empty() ? "-" : facts.shot.date,
+                    facts.shot.lat && facts.shot.lon ? fmt::format("{:.6f} {:.6f}", *facts.shot.lat, *facts.shot.lon)
+                                                     : "-"};
     if (facts.average)
         row.push_back(fmt::format("{:.1f} {:.1f} {:.1f} {:.1f}", (*facts.average)[0], (*facts.average)[1],
                                   (*facts.average)[2], (*facts.average)[3]));
     return row;
 }
 
-/// Columns as wide as their widest cell, two blanks apart; nothing where there is no row but empty ones.
-std::string tableText(std::vector<Row> rows, bool withAverage)
+TableRow titleOf(bool withAverage)
 {
-    rows.erase(std::remove(rows.begin(), rows.end(), Row()), rows.end());
-    if (rows.empty())
-        return {};
-    Row title = {"FILE",        "PIXELS", "FORMAT", "BITS",  "ALPHA",   "PROFILE",
-                 "ORIENTATION", "POINTS", "FRAMES", "TAKEN", "POSITION"};
+    TableRow title = {"FILE",        "PIXELS", "FORMAT", "BITS",  "ALPHA",   "PROFILE",
+                      "ORIENTATION", "POINTS", "FRAMES", "TAKEN", "POSITION"};
     if (withAverage)
         title.emplace_back("AVERAGE");
-    rows.insert(rows.begin(), std::move(title));
-
-    std::vector<std::size_t> widths(rows.front().size());
-    for (const auto& row : rows)
-        for (std::size_t i = 0; i < row.size(); ++i)
-            widths[i] = std::max(widths[i], row[i].size());
-    std::string text;
-    for (const auto& row : rows) {
-        for (std::size_t i = 0; i + 1 < row.size(); ++i)
-            text += fmt::format("{:<{}}", row[i], widths[i] + 2);
-        text += row.back() + '\n';
-    }
-    return text;
+    return title;
 }
 
 int run(const Verb& verb, Words words)
@@ -166,7 +149,7 @@ int run(const Verb& verb, Words words)
     const int together = limits.apply(inputs.list.size());
 
     Reporter reporter(verb.name, reports, inputs.list.size());
-    std::vector<Row> rows(inputs.list.size());
+    std::vector<TableRow> rows(inputs.list.size());
     const auto work = [&](std::size_t index, const ZelReport& report) {
         const auto& name = inputs.list[index].name;
         const auto facts = factsOf(inputs.list[index], withAverage);
@@ -186,7 +169,7 @@ int run(const Verb& verb, Words words)
         return outcome;
     };
     runAll(inputs.list.size(), together, work, reporter);
-    return reporter.finish([&](const std::vector<Outcome>&) { return tableText(rows, withAverage); });
+    return reporter.finish([&](const std::vector<Outcome>&) { return tableText(titleOf(withAverage), rows); });
 }
 
 } // namespace

@@ -139,6 +139,20 @@ const WrongUsage wrongUsages[] = {
      "--force and --skip-existing exclude each other"},
     {"both kinds of JSON", {"info", "a.png", "--json", "--jsonl"}, "--json and --jsonl exclude each other"},
     {"quiet and verbose", {"info", "a.png", "-q", "-v"}, "--quiet and --verbose exclude each other"},
+    {"no mask", {"mask", "a.png", "-o", "c.png"}, "zel mask: no mask (hint: --mask FILE)"},
+    {"mask that is the output", {"mask", "a.png", "-o", "b.png", "--mask", "b.png"}, "b.png: the output is a file"},
+    {"one picture to compare", {"compare", "a.png"}, "two pictures are needed"},
+    {"map that is no picture",
+     {"compare", "a.png", "b.png", "--map", "c.txt"},
+     "--map: no picture is written as c.txt"},
+    {"map that is an input", {"compare", "a.png", "b.png", "--map", "b.png"}, "b.png: the output is an input"},
+    {"map of three", {"compare", "a.png", "b.png", "logo.png", "--map", "c.png"}, "there are more"},
+    {"percent above all", {"compare", "a.png", "b.png", "--fail-above", "101"}, "101 is not between 0 and 100"},
+    {"grid of nothing", {"colors", "a.png", "--grid", "0x4"}, "--grid: 0 is not between 1 and"},
+    {"unknown form", {"colors", "a.png", "--as", "gif"}, "'gif' is none of text, json, png"},
+    {"squares of text", {"colors", "a.png", "--swatch", "4"}, "--swatch is for pictures"},
+    {"text over its input", {"average", "a.png", "-o", "a.png"}, "a.png: the output is an input"},
+    {"text and JSON on one output", {"average", "a.png", "-o", "-", "--json"}, "both the result and JSON"},
     {"settings that are missing",
      {"watermark", "a.png", "-o", "c.png", "--watermark", "logo.png", "--settings", "no.json"},
      "--settings: no.json: no such file"},
@@ -178,8 +192,8 @@ TEST(Usage, WhatIsWrongEndsWithTwoAndTouchesNothing)
 TEST(Usage, HelpBeginsWithExamples)
 {
     const TemporaryFolder folder;
-    for (const char* const verb :
-         {"export", "resize", "thumbnail", "convert", "watermark", "info", "formats", "version"}) {
+    for (const char* const verb : {"export", "resize", "thumbnail", "convert", "watermark", "mask", "average", "colors",
+                                   "compare", "info", "formats", "version"}) {
         SCOPED_TRACE(verb);
         const auto help = zel(folder, {"help", verb});
         EXPECT_EQ(help.status, 0);

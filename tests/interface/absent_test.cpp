@@ -84,6 +84,21 @@ const Case operations[] = {
     {"subjects", [] { return isAbsent(zelFindSeparateSubjects(none, {.padding = 1})); }},
     {"subjects of a bitmap",
      [] { return zelFindSeparateSubjects(Ref<const CGImage>(), {.alphaThreshold = 1}).empty(); }},
+    {"colour grid", [] { return colorList(none, {.side = 4}).empty(); }},
+    {"platform colour grid",
+     [] {
+         return ZelImageHelper::getColorList({.ofImage = none, .reduceToSize = {4, 4}}).empty();
+     }},
+    {"average",
+     [] {
+         return ZelImageHelper::getAverageColorOfImage(none) == NSColor{0, 0, 0, 0};
+     }},
+    {"pixel",
+     [] {
+         return ZelImageHelper::getColor({.ofImage = none, .x = 0, .y = 0}) == NSColor{0, 0, 0, 0};
+     }},
+    {"mask by a bitmap", [] { return isAbsent(apply(none, {.mask = Ref<const CGImage>()})); }},
+    {"mask by an image", [] { return isAbsent(apply(none, {.mask = none})); }},
     {"pngData", [] { return isAbsent(pngData(none)); }},
     {"jpegData", [] { return isAbsent(jpegData(none, {.quality = 0.5})); }},
     {"saveToPNG", [] { return isAbsent(saveToPNG(none, {.url = URL::file("absent.png")})); }},

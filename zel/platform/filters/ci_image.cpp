@@ -37,12 +37,19 @@ Ref<const CIImage> CIImage::make(const Ref<const CGImage>& image)
 {
     if (!image)
         return failAbsentInput("filter image");
-    return CIImageAccess::make(Expression::of(image));
+    Ref<CIImage> result(new CIImage);
+    result->node_ = std::make_shared<Node>(Node{Expression::of(image), image});
+    return result;
 }
 
 Ref<const CIImage> CIImage::make(const Data& encoded)
 {
     return make(CGImage::make(openPicture(ByteSource::of(encoded))));
+}
+
+Ref<const CGImage> untouchedSource(const CIImage& image)
+{
+    return image.node_->untouched;
 }
 
 CGRect CIImage::extent() const

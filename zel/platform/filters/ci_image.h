@@ -29,6 +29,7 @@ public:
 private:
     friend class CIContext;
     friend struct CIImageAccess;
+    friend Ref<const CGImage> untouchedSource(const CIImage& image);
     CIImage();
     struct Node;
     Ref<const Node> node_;

@@ -42,6 +42,7 @@ private:
 
 struct CIImage::Node {
     Expression expression;
+    Ref<const CGImage> untouched = {}; ///< the source of an expression to which nothing was done
 };
 
 /// How the filters make and read expressions.
@@ -49,6 +50,9 @@ struct CIImageAccess {
     static const Expression& expression(const CIImage& image);
     static Ref<const CIImage> make(Expression expression);
 };
+
+/// The picture that an expression shows as it is; null where anything was done to it.
+Ref<const CGImage> untouchedSource(const CIImage& image);
 
 /// Axes stay axes: scales, moves, mirrorings and quarter turns.
 bool keepsAxes(const CGAffineTransform& map);

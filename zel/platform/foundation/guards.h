@@ -16,7 +16,7 @@ std::optional<std::uint64_t> checkedBytes(std::int64_t width, std::int64_t heigh
 /// True when a picture of that size may be decoded under the current limits; else notes `limit` with need and limit.
 bool withinDecodeLimits(std::int64_t width, std::int64_t height, int bytesPerPixel, std::string_view operation);
 /// The same for pictures that an operation makes (`operationBytes`, side).
-bool withinOperationLimits(CGSize size, int bytesPerPixel, std::string_view operation);
+ZEL_API bool withinOperationLimits(CGSize size, int bytesPerPixel, std::string_view operation);
 
 /// Toward zero, saturating at the 64-bit limits; not a number gives 0.
 ZEL_API std::int64_t truncated(double value);

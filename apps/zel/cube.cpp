@@ -1,8 +1,5 @@
+#include "grading.h"
 #include "pictures.h"
-
-#include <zel/operations/filters.h>
-#include <zel/operations/lut_files.h>
-#include <zel/platform/foundation/failure.h>
 
 namespace zel::program {
 namespace {
@@ -16,13 +13,6 @@ constexpr std::string_view notes =
     R"(A cube is a .cube text, a Hald picture, or a picture n wide and n x n high (n from 2 to 129)
 whose slices stand below one another: red grows along a row, green down a slice, blue from slice to slice.
 )";
-
-std::optional<ZelLut> readLut(const std::string& file)
-{
-    const auto bytes = Data::read(URL::file(file));
-    const auto picture = bytes ? lutPicture(*bytes) : std::nullopt;
-    return picture ? ZelLut::make(*picture) : std::nullopt;
-}
 
 int run(const Verb& verb, Words words)
 {

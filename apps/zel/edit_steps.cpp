@@ -1,6 +1,7 @@
 #include "edit_steps.h"
 
 #include "cropping.h"
+#include "grading.h"
 #include "marking.h"
 #include "quantity.h"
 #include "sizing.h"
@@ -89,6 +90,59 @@ EditStep makeRotate(StepSettings& settings)
             [by](CGSize before) { return sizeAfterTurn(before, *by); }, isQuarter ? Needs::nothing : Needs::pixels};
 }
 
+EditStep makeStraighten(StepSettings& settings)
+{
+    std::optional<double> by;
+    settings.read("by", by, readAngle);
+    settings.refuseOthers();
+    if (!by)
+        throw UsageError("no angle", "--straighten 1.5");
+    return {plainly([by](const Ref<ZelImage>& image) { return rotateAndZoom(image, RotateByDegrees{-*by}); }),
+            sameSize};
+}
+
+EditStep makeExpose(StepSettings& settings)
+{
+    std::optional<double> stops;
+    settings.read("ev", stops, readStops);
+    settings.refuseOthers();
+    if (!stops)
+        throw UsageError("no exposure", "--expose 0.5");
+    const auto step = [stops](const Ref<ZelImage>& image) {
+        const Ref<ZelImage> result = exposure(image, *stops);
+        return result == image ? nullptr : result; // itself where it cannot be exposed
+    };
+    return {plainly(step), sameSize, Needs::rows};
+}
+
+EditStep makeSharpen(StepSettings& settings)
+{
+    std::optional<double> amount;
+    settings.read("amount", amount, readAmount);
+    settings.refuseOthers();
+    if (!amount)
+        throw UsageError("no amount", "--sharpen 0.4");
+    const auto sharpness = static_cast<float>(*amount);
+    return {plainly([sharpness](const Ref<ZelImage>& image) { return sharpen(image, Sharpness{sharpness}); }), sameSize,
+            Needs::rows};
+}
+
+EditStep makeCube(StepSettings& settings)
+{
+    std::optional<std::string> file;
+    settings.text("file", file);
+    settings.refuseOthers();
+    if (!file)
+        throw UsageError("no cube", "--cube FILE");
+    const auto prepare = [file]() -> PictureStep {
+        const auto lut = readLut(*file);
+        if (!lut)
+            return nullptr;
+        return [lut](const Ref<ZelImage>& image) { return apply(image, ApplyLut{*lut}); };
+    };
+    return {prepare, sameSize, Needs::rows, {*file}};
+}
+
 EditStep makeConvolve(StepSettings& settings)
 {
     std::optional<std::vector<std::int16_t>> kernel;
@@ -165,6 +219,10 @@ constexpr std::array kinds = {
              "width=, height=, size=, max-side=, min-side=, fit=fit|fill|none, no-enlarge=yes", makeResize},
     StepKind{"crop", "rect", "X,Y,W,H or SETTINGS", "rect=, aspect=, zoom= as in zel crop", makeCrop},
     StepKind{"rotate", "by", "DEGREES", "clockwise", makeRotate},
+    StepKind{"straighten", "by", "DEGREES", "clockwise, enlarged so that no corner is empty", makeStraighten},
+    StepKind{"expose", "ev", "STOPS", "1 doubles the light, -1 halves it", makeExpose},
+    StepKind{"sharpen", "amount", "F", "0.4 is a little, 1 a lot", makeSharpen},
+    StepKind{"cube", "file", "FILE", "colours through a cube", makeCube},
     StepKind{"convolve", "kernel", "'9 NUMBERS'", "a kernel of 3 by 3, over 3", makeConvolve},
     StepKind{"key", "color", "COLOR", "a colour made transparent; tolerance= behind it", makeKey},
     StepKind{"fill", "color", "COLOR", "one colour everywhere, alpha kept", makeFill},

@@ -14,13 +14,6 @@ constexpr std::string_view examples = R"(Examples:
 constexpr std::string_view notes = R"(1 doubles the light, -1 halves it. What passes white stays white.
 )";
 
-constexpr double mostStops = 32;
-
-double readStops(std::string_view text)
-{
-    return readNumber(text, -mostStops, mostStops);
-}
-
 int run(const Verb& verb, Words words)
 {
     PictureOptions options;

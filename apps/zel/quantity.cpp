@@ -118,6 +118,18 @@ double readAngle(std::string_view text)
     return readNumber(text, -largest, largest);
 }
 
+double readStops(std::string_view text)
+{
+    constexpr double most = 32;
+    return readNumber(text, -most, most);
+}
+
+double readAmount(std::string_view text)
+{
+    constexpr double most = 20;
+    return readNumber(text, -most, most);
+}
+
 double readTolerance(std::string_view text)
 {
     constexpr double most = 1000;

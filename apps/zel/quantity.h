@@ -22,6 +22,10 @@ std::chrono::milliseconds readDuration(std::string_view text);
 CGSize readDimensions(std::string_view text);
 /// "90", "-1.5": degrees, within a thousand turns.
 double readAngle(std::string_view text);
+/// Of exposure, from -32 to 32.
+double readStops(std::string_view text);
+/// Of sharpening, from -20 to 20.
+double readAmount(std::string_view text);
 /// A distance between colours, from 0 to 1000.
 double readTolerance(std::string_view text);
 /// "0 -3 0 -3 15 -3 0 -3 0": 9 whole numbers of 16 bits, parted by blanks or commas.

@@ -18,7 +18,7 @@ constexpr std::string_view examples = R"(Examples:
 constexpr std::string_view notes =
     R"(Pictures turn clockwise; a number below 0 turns them the other way. Quarter turns move
 the samples as they are, in the picture's own depth and colours. Any other angle makes the picture larger, so that its
-corners fit; what is left around it is clear, and white in a JPEG unless --background says else.
+corners fit; what is left around it is clear, and white in a JPEG.
 --lossless turns a JPEG's coded data as they are; sides that come first must be multiples of its
 blocks, of 8 or 16 pixels, unless --trim gives up what is left over.
 )";

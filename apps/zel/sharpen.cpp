@@ -16,13 +16,6 @@ constexpr std::string_view notes =
 0.4 is a little, 1 is a lot; below 0 softens.
 )";
 
-constexpr double mostSharpness = 20;
-
-double readAmount(std::string_view text)
-{
-    return readNumber(text, -mostSharpness, mostSharpness);
-}
-
 int run(const Verb& verb, Words words)
 {
     PictureOptions options;

@@ -25,10 +25,13 @@ TEST(Edit, StepsAreDoneInTheOrderWritten)
     const TemporaryFolder folder;
     folder.put("a.png", pngFile(60, 40));
     folder.put("logo.png", pngFile(10, 5));
+    folder.put("look.cube", "LUT_3D_SIZE 2\n1 1 1\n0 1 1\n1 0 1\n0 0 1\n1 1 0\n0 1 0\n1 0 0\n0 0 0\n"); // a negative
     const std::vector<Steps> chains[] = {
         {{"resize", "--width", "30"}, {"rotate", "--by", "90"}, {"convolve", "--kernel", kernel}},
         {{"rotate", "--by", "-30"}, {"resize", "--size", "20x20", "--fit", "fill"}},
         {{"resize", "--size", "20x20", "--fit", "fill"}, {"rotate", "--by", "-30"}},
+        {{"expose", "--ev", "-0.5"}, {"sharpen", "--amount", "0.7"}, {"straighten", "--by", "3"}},
+        {{"cube", "--cube", "look.cube"}, {"resize", "--width", "20"}},
         {{"key", "--color", "#303020", "--tolerance", "40"},
          {"fill-holes", "--color", "white"},
          {"fill", "--color", "#f00"}},
@@ -39,6 +42,8 @@ TEST(Edit, StepsAreDoneInTheOrderWritten)
         {"--resize", "width=30", "--rotate", "90", "--convolve", kernel},
         {"--rotate=-30", "--resize", "20x20,fit=fill"},
         {"--resize", "size=20x20,fit=fill", "--rotate", "by=-30"},
+        {"--expose", "-0.5", "--sharpen", "0.7", "--straighten", "by=3"},
+        {"--cube", "look.cube", "--resize", "width=20"},
         {"--key", "#303020,tolerance=40", "--fill-holes", "white", "--fill", "color=#f00"},
         {"--watermark", "logo.png,opacity=0.5", "--resize=max-side=31"},
         {"--crop", "5,7,40,20", "--rotate", "90", "--crop", "aspect=1:1,zoom=2"},

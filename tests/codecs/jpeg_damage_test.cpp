@@ -257,6 +257,11 @@ TEST(JpegDamage, RefusesAStormOfScans)
     const Result result = read(scanStorm(21));
     EXPECT_FALSE(result.decoded);
     EXPECT_EQ(notesOf(result, ZelSeverity::failure, ZelFailureCode::limit), 1);
+    // Told from the markers; one that is no scan's does not count, nor one behind the picture.
+    const Bytes storm = scanStorm(20);
+    EXPECT_TRUE(read(cut(storm, storm.size() - 2) + Bytes{0xFF, 0xFE, 0, 6, 0xFF, 0xDA, 0xFF, 0xDA, 0xFF, 0xD9} + storm)
+                    .decoded);
+    EXPECT_FALSE(read(scanStorm(30'000)).opened);
 }
 
 TEST(JpegDamage, KeepsTheLimits)

@@ -292,6 +292,18 @@ bool proveFirstRow(JpegDecoder& decoder, const ByteSource& source)
     return decoder.isFirstRowHeld() ? true : failBeforeFirstRow(source);
 }
 
+// Each scan of a large picture takes a while, even an empty one: a storm of them is refused before the first. A file
+// that is read by pieces is not read through for this; the count goes on while it is decoded.
+bool hasFewScans(JpegDecoder& decoder, const JpegMarkers& markers, const ByteSource& source)
+{
+    if (!decoder.hasMultipleScans() || source.whole().empty() || markers.firstScan == 0)
+        return true;
+    const int scans = countJpegScans(source.whole(), markers.firstScan);
+    const int most = ZelLimits::current().jpegScans;
+    return scans <= most || fail(ZelFailureCode::limit, operation,
+                                 fmt::format("it has {} scans, the limit is {}", scans, most), source.subject());
+}
+
 // EXIF is more specific than JFIF, whose density many writers leave at a made-up 72.
 void setResolution(PictureFacts& facts, const jpeg_decompress_struct& info, const ExifFacts& exif)
 {
@@ -341,7 +353,7 @@ Ref<const PixelProvider> openJpeg(const Ref<const ByteSource>& source)
         space = CGColorSpace::fromProfile(std::move(markers.profile), isInk ? 4 : info.num_components, operation);
     if (!isInk)
         facts.layout.colorSpace = std::exchange(space, nullptr);
-    if (!proveFirstRow(decoder, *source))
+    if (!hasFewScans(decoder, markers, *source) || !proveFirstRow(decoder, *source))
         return nullptr;
     return std::make_shared<JpegProvider>(source, std::move(facts), isInk, std::move(space), isInverted);
 }

@@ -26,6 +26,7 @@ public:
 
     [[nodiscard]] bool atEnd() { return bytes(1).empty(); }
     void skip(std::size_t count) { position_ += count; }
+    [[nodiscard]] std::uint64_t position() const { return position_; }
     /// The next `count` bytes, not taken; fewer where the source ends. Holds until the next call.
     Bytes bytes(std::size_t count)
     {
@@ -163,6 +164,9 @@ int takeMarker(Reader& reader)
     }
 }
 
+constexpr int endOfImage = 0xD9;
+constexpr int startOfScan = 0xDA;
+
 bool standsAlone(int marker)
 {
     return marker == 0x01 || (marker >= 0xD0 && marker <= 0xD8);
@@ -172,8 +176,6 @@ bool standsAlone(int marker)
 
 bool readJpegMarkers(const ByteSource& source, const Deadline& deadline, JpegMarkers& markers)
 {
-    constexpr int endOfImage = 0xD9;
-    constexpr int startOfScan = 0xDA;
     constexpr int app1 = 0xE1;
     constexpr int app2 = 0xE2;
     constexpr int segmentsBetweenChecks = 1024;
@@ -181,8 +183,8 @@ bool readJpegMarkers(const ByteSource& source, const Deadline& deadline, JpegMar
     ProfilePieces pieces;
     bool sawExif = false;
     int segments = 0;
-    for (int marker = takeMarker(reader); marker != 0 && marker != endOfImage && marker != startOfScan;
-         marker = takeMarker(reader)) {
+    int marker = takeMarker(reader);
+    for (; marker != 0 && marker != endOfImage && marker != startOfScan; marker = takeMarker(reader)) {
         if (++segments % segmentsBetweenChecks == 0 && deadline.passed())
             return fail(ZelFailureCode::limit, "jpeg", "reading the header took longer than the time allowed");
         if (standsAlone(marker))
@@ -209,8 +211,32 @@ bool readJpegMarkers(const ByteSource& source, const Deadline& deadline, JpegMar
         }
         reader.skip(length);
     }
+    if (marker == startOfScan)
+        markers.firstScan = reader.position();
     markers.profile = pieces.joined();
     return true;
+}
+
+int countJpegScans(Bytes file, std::uint64_t firstScan)
+{
+    int scans = 0;
+    Bytes left = file.subspan(std::min<std::uint64_t>(firstScan, file.size()));
+    for (int marker = startOfScan; marker != endOfImage;) {
+        scans += marker == startOfScan ? 1 : 0;
+        // The segment, then coded data, in which FF is followed by 0 or a restart.
+        if (!standsAlone(marker) && left.size() >= 2)
+            left = left.subspan(std::min(left.size(), static_cast<std::size_t>(left[0] << 8 | left[1])));
+        for (marker = 0; marker == 0 || marker == 0xFF;) {
+            const void* const found = left.size() < 2 ? nullptr : std::memchr(left.data(), 0xFF, left.size() - 1);
+            if (found == nullptr)
+                return scans;
+            left = left.subspan(static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - left.data()) + 1);
+            marker = left[0];
+            if (marker != 0xFF)
+                left = left.subspan(1);
+        }
+    }
+    return scans;
 }
 
 } // namespace zel

@@ -1,8 +1,10 @@
 #include "jpeg_samples.h"
 
+#include <zel/engine/parallel.h>
 #include <zel/platform/codecs/codec.h>
 #include <zel/platform/foundation/failure.h>
 #include <zel/platform/foundation/limits.h>
+#include <zel/platform/graphics/image_rows.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -262,6 +264,25 @@ TEST(JpegDamage, RefusesAStormOfScans)
     EXPECT_TRUE(read(cut(storm, storm.size() - 2) + Bytes{0xFF, 0xFE, 0, 6, 0xFF, 0xDA, 0xFF, 0xDA, 0xFF, 0xD9} + storm)
                     .decoded);
     EXPECT_FALSE(read(scanStorm(30'000)).opened);
+}
+
+// A sink that runs out of memory: on the decoder's own thread and beside it.
+TEST(JpegDamage, SurvivesASinkThatThrows)
+{
+    const auto throwing = [](int first, const engine::ConstPixels&) -> bool {
+        if (first > 0)
+            throw std::bad_alloc();
+        return true;
+    };
+    const auto small = jpegCodec.open(ByteSource::of(Data(jpegtest::make({.width = 400, .height = 400}))));
+    const auto large = jpegCodec.open(ByteSource::of(Data(jpegtest::make({.width = 1000, .height = 800}))));
+    ASSERT_TRUE(small && large);
+    ZelFailure::clear();
+    EXPECT_FALSE(small->decode({}, throwing));
+    EXPECT_EQ(ZelFailure::last().code, ZelFailureCode::outOfMemory);
+    engine::setConcurrency(2);
+    EXPECT_THROW((void)decodeBeside(*large, {}, throwing), std::bad_alloc);
+    engine::setConcurrency(0);
 }
 
 TEST(JpegDamage, KeepsTheLimits)

@@ -98,7 +98,7 @@ private:
 };
 
 bool JpegProvider::decode(const Request& request, const RowSink& sink) const
-{
+try {
     if (!canReduce(request.denominator))
         return fail(ZelFailureCode::invalidArgument, operation,
                     fmt::format("cannot decode at 1/{}", request.denominator));
@@ -139,6 +139,8 @@ bool JpegProvider::decode(const Request& request, const RowSink& sink) const
     if (!isPatched)
         noteDamage(*decoder);
     return true;
+} catch (const std::bad_alloc&) { // it may run on a thread of its own, out of which nothing is thrown
+    return fail(ZelFailureCode::outOfMemory, operation, "no memory to decode the picture", source_->subject());
 }
 
 // Reads all scans, or on a second try as many as could be read on the first one: a fatal error spoils libjpeg's state.

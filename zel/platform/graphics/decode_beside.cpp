@@ -43,6 +43,13 @@ public:
         good_ = good;
         changed_.notify_all();
     }
+    /// Of the sink's side: nothing more is wanted.
+    void giveUp()
+    {
+        const std::scoped_lock lock(mutex_);
+        stopped_ = true;
+        changed_.notify_all();
+    }
     /// Of the sink's side: takes bands until the decoder has finished or the sink refuses.
     bool drain(const RowSink& sink)
     {
@@ -117,7 +124,14 @@ bool decodeBeside(const PixelProvider& provider, const PixelProvider::Request& r
     } catch (const std::system_error&) {
         return provider.decode(request, sink); // no thread to be had: one after the other
     }
-    const bool good = ring.drain(sink);
+    bool good = false;
+    try {
+        good = ring.drain(sink);
+    } catch (...) { // out of the sink: the decoder must have ended before this thread leaves
+        ring.giveUp();
+        decoder.join();
+        throw;
+    }
     decoder.join();
     context.settle();
     return good;

@@ -13,7 +13,6 @@
 #include <nlohmann/json.hpp>
 
 #include <atomic>
-#include <mutex>
 #include <sys/stat.h>
 #include <thread>
 
@@ -136,19 +135,15 @@ public:
             const std::string& path = names_[place.row * tiles_.lefts.size() + place.column];
             if (path.empty())
                 return true;
-            auto bytes = encodePicture(tile, output_.format, options_.encoding, resolution_);
-            return bytes && (options_.reports.strict ? keep(path, std::move(*bytes)) : write(path, *bytes));
+            const auto bytes = encodePicture(tile, output_.format, options_.encoding, resolution_);
+            return bytes && add(path, *bytes);
         });
         if (!done)
-            return failed(input_.name, failedPath_.empty() ? output_.path : failedPath_);
-        if (const auto warning = options_.reports.strict ? firstWarning(report) : std::nullopt) {
-            auto outcome = failed(input_.name, output_.path);
-            outcome.failure = *warning;
-            return outcome;
-        }
-        for (const auto& [path, bytes] : kept_)
-            if (!write(path, bytes))
-                return failed(input_.name, path);
+            return failedFor(ZelFailure::last());
+        if (const auto warning = options_.reports.strict ? firstWarning(report) : std::nullopt)
+            return failedFor(*warning);
+        if (!files_.finish())
+            return failedFor(ZelFailure::last());
         return told();
     }
 
@@ -159,23 +154,18 @@ private:
         return failed(input_.name, path);
     }
 
-    /// Under --strict nothing is written before all is known to be well.
-    bool keep(const std::string& path, Data bytes)
+    bool add(const std::string& path, const Data& bytes)
     {
-        const std::scoped_lock lock(mutex_);
-        kept_.emplace_back(path, std::move(bytes));
-        return true;
+        written_ += bytes.size();
+        return files_.add(URL::file(path), bytes.span());
     }
 
-    bool write(const std::string& path, const Data& bytes)
+    [[nodiscard]] Outcome failedFor(const ZelNote& reason) const
     {
-        if (!writeAtomically(URL::file(path), bytes.span(), {.createFolders = true})) {
-            const std::scoped_lock lock(mutex_);
-            failedPath_ = path;
-            return false;
-        }
-        written_ += bytes.size();
-        return true;
+        const bool isOfOneFile = reason.code == ZelFailureCode::writeFailed && !reason.subject.empty();
+        auto outcome = failed(input_.name, isOfOneFile ? reason.subject : output_.path);
+        outcome.failure = reason;
+        return outcome;
     }
 
     [[nodiscard]] Outcome told() const
@@ -204,9 +194,7 @@ private:
     std::vector<std::string> names_; // row after row; empty ones are not written
     std::size_t wanted_ = 0;
     std::atomic<std::uint64_t> written_ = 0;
-    std::mutex mutex_;
-    std::string failedPath_;
-    std::vector<std::pair<std::string, Data>> kept_;
+    AtomicWrites files_{{.createFolders = true}}; // all of them take their names together
 };
 
 int run(const Verb& verb, Words words)

@@ -418,6 +418,57 @@ TEST(AtomicWrite, ThroughLinksIsOldOrNewWhicheverCallFails)
                 }
 }
 
+// Whatever fails, each file is old or new, those that did not get their names leave nothing, and while files are added
+// none has changed.
+TEST(AtomicWrites, AreOldOrNewWhicheverCallFails)
+{
+    const TemporaryFolder folder(true);
+    const auto file = [](int i) { return "in/" + std::to_string(i % 3) + "/" + std::to_string(i); };
+    const std::vector<std::uint8_t> fresh(1000, 'n');
+    const std::ptrdiff_t descriptors = testing::openDescriptors();
+    int failures = 0;
+    for (const int times : {1, -1})
+        for (const FileCall call : {FileCall::any, FileCall::sync, FileCall::rename, FileCall::write})
+            for (int nth = 1, done = 0; done == 0; ++nth) {
+                if (times < 0 && call == FileCall::any)
+                    break; // nothing could be cleared away
+                SCOPED_TRACE(::testing::Message() << static_cast<int>(call) << ", call " << nth << ", times " << times);
+                fs::create_directories(folder / "in/0");
+                folder.put(file(0), "old");
+                bool added = true, written = false;
+                {
+                    const FailingFiles failing({.call = call, .nth = nth, .times = times});
+                    AtomicWrites files({.createFolders = true});
+                    for (int i = 0; i < 6 && added; ++i)
+                        added = files.add(folder.url(file(i)), fresh);
+                    ASSERT_EQ(folder.text(file(0)), "old");
+                    written = added && files.finish();
+                    done = failing.fired() ? 0 : 1;
+                }
+                failures += written ? 0 : 1;
+                const std::string wanted(fresh.begin(), fresh.end());
+                std::ptrdiff_t found = 0;
+                for (int i = 0; i < 6; ++i) {
+                    const std::string text = folder.text(file(i));
+                    ASSERT_TRUE(text == wanted || (!written && text == (i == 0 ? "old" : "absent"))) << i << text;
+                    found += text != "absent";
+                }
+                for (const auto& entry : fs::recursive_directory_iterator(folder / "in"))
+                    found -= entry.is_regular_file();
+                ASSERT_EQ(found, 0) << "temporaries";
+                ASSERT_EQ(testing::openDescriptors(), descriptors);
+                fs::remove_all(folder / "in");
+            }
+    EXPECT_GT(failures, 40);
+    AtomicWrites files({.createFolders = true});
+    for (int i = 0; i < 300; ++i) // more folders than are held open
+        ASSERT_TRUE(files.add(folder.url("many/" + std::to_string(i) + "/file"), fresh));
+    EXPECT_LT(testing::openDescriptors(), descriptors + 200);
+    EXPECT_TRUE(files.finish());
+    for (int i = 0; i < 300; ++i)
+        EXPECT_EQ(folder.text("many/" + std::to_string(i) + "/file").size(), fresh.size());
+}
+
 TEST(FileCalls, RefuseWhatTheSystemWouldMisread)
 {
     EXPECT_FALSE(openFile(std::string("/proc/self/status\0x", 19), O_RDONLY));

@@ -14,7 +14,7 @@ enum class FileCall : std::uint32_t {
     open = 1 << 0, ///< open, openat
     read = 1 << 1, ///< read, pread
     write = 1 << 2,
-    sync = 1 << 3,
+    sync = 1 << 3,   ///< fsync, syncfs
     rename = 1 << 4, ///< rename, renameat
     unlink = 1 << 5, ///< unlink, unlinkat
     mkdir = 1 << 6,
@@ -149,6 +149,7 @@ private:
             [](int file, uid_t owner, gid_t group) {
                 return active()->strikes(FileCall::change) ? -1 : systemFileCalls().fchown(file, owner, group);
             },
+            [](int) { return active()->strikes(FileCall::sync) ? -1 : 0; },
         };
         return calls;
     }

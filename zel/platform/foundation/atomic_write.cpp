@@ -12,7 +12,11 @@
 #include <climits>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <map>
+#include <mutex>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 // The folder is opened once and everything in it reached through that descriptor: a folder that is moved or replaced
 // meanwhile cannot send the rename elsewhere.
@@ -147,9 +151,10 @@ public:
         return errorText(errno);
     }
 
-    Reason fill(std::span<const std::uint8_t> bytes)
+    Reason fill(std::span<const std::uint8_t> bytes, bool syncs = true)
     {
-        if (!writeFully(file_, bytes.data(), bytes.size()) || !takeOverMode() || !syncFile(file_) || !file_.reset())
+        if (!writeFully(file_, bytes.data(), bytes.size()) || !takeOverMode() || (syncs && !syncFile(file_)) ||
+            !file_.reset())
             return errorText(errno);
         return {};
     }
@@ -161,6 +166,9 @@ public:
         name_.clear();
         return {};
     }
+
+    /// Its name, which the caller now answers for.
+    std::string release() { return std::exchange(name_, {}); }
 
 private:
     [[nodiscard]] bool keepsMode() const { return place_.exists && S_ISREG(place_.old.st_mode); }
@@ -193,36 +201,161 @@ Reason replace(const Place& place, std::span<const std::uint8_t> bytes)
     return reason.empty() ? temporary.rename() : reason;
 }
 
+Absent failWrite(const std::filesystem::path& path, const Reason& reason, std::string_view operation)
+{
+    return fail(ZelFailureCode::writeFailed, operation,
+                fmt::format("{}: cannot be written: {}", path.filename().string(), reason), path.string());
+}
+
+Absent failNoFile(const URL& file, std::string_view operation)
+{
+    return fail(ZelFailureCode::writeFailed, operation, "only a file can be written: " + file.absoluteString(),
+                file.absoluteString());
+}
+
+/// After `findPlace`, the folders above made where that is wanted.
+Reason preparePlace(const std::filesystem::path& path, const AtomicWrite& options, Place& place)
+{
+    Reason reason;
+    if (options.createFolders)
+        reason = makeFolders(path.parent_path().string(), permissions);
+    return reason.empty() ? findPlace(path.string(), options.followLink, place) : reason;
+}
+
+/// The bytes are safe under the old name or the new one; only a power failure can still tell which.
+void warnNotSynced(const std::filesystem::path& path, std::string_view operation)
+{
+    warn(ZelFailureCode::writeFailed, operation,
+         fmt::format("{}: written, but its folder is not on the disk yet: {}", path.filename().string(),
+                     errorText(errno)),
+         path.string());
+}
+
 } // namespace
 
 bool writeAtomically(const URL& file, std::span<const std::uint8_t> bytes, const AtomicWrite& options)
 {
     if (!file.isFile())
-        return fail(ZelFailureCode::writeFailed, options.operation,
-                    "only a file can be written: " + file.absoluteString(), file.absoluteString());
+        return failNoFile(file, options.operation);
     const std::filesystem::path path = file.filePath();
-    Reason reason;
-    if (options.createFolders)
-        reason = makeFolders(path.parent_path().string(), permissions);
     Place place;
-    if (reason.empty())
-        reason = findPlace(path.string(), options.followLink, place);
+    Reason reason = preparePlace(path, options, place);
     if (reason.empty())
         reason = replace(place, bytes);
     if (reason.empty()) {
-        // The bytes are safe under the old name or the new one; only a power failure can still tell which.
         if (place.folderCanSync && !syncFile(place.folder))
-            warn(ZelFailureCode::writeFailed, options.operation,
-                 fmt::format("{}: written, but its folder is not on the disk yet: {}", path.filename().string(),
-                             errorText(errno)),
-                 path.string());
+            warnNotSynced(path, options.operation);
         removeStaleTemporariesOnce(place.folder);
         return true;
     }
     if (options.absentAfterFailure)
         removeTarget(file);
-    return fail(ZelFailureCode::writeFailed, options.operation,
-                fmt::format("{}: cannot be written: {}", path.filename().string(), reason), path.string());
+    return failWrite(path, reason, options.operation);
+}
+
+struct AtomicWrites::State {
+    struct Folder {
+        FileHandle handle;
+        dev_t device;
+    };
+    struct Pending {
+        Ref<Folder> folder;
+        std::string temporary, name;
+        std::filesystem::path path;
+    };
+    using Key = std::pair<dev_t, ino_t>;
+    static constexpr std::size_t mostFolders = 128; // open at a time
+
+    explicit State(const AtomicWrite& given) : options(given), operation(given.operation)
+    {
+        options.operation = operation;
+    }
+
+    bool add(Place& place, std::string temporary, const std::filesystem::path& path)
+    {
+        const std::scoped_lock lock(mutex);
+        struct stat facts {};
+        if (fileCalls().fstat(place.folder.get(), &facts) != 0) {
+            const Reason reason = errorText(errno);
+            fileCalls().unlinkat(place.folder.get(), temporary.c_str(), 0);
+            return failWrite(path, reason, operation);
+        }
+        Ref<Folder>& folder = folders[Key(facts.st_dev, facts.st_ino)];
+        if (!folder)
+            folder = std::make_shared<Folder>(Folder{std::move(place.folder), facts.st_dev});
+        pending.push_back({folder, std::move(temporary), place.name, path});
+        return folders.size() < mostFolders || settle();
+    }
+
+    /// Under the lock: the disk, the names, the folders that hold them.
+    bool settle()
+    {
+        if (pending.empty())
+            return true;
+        std::vector<dev_t> synced;
+        for (const auto& [key, folder] : folders) {
+            if (std::find(synced.begin(), synced.end(), folder->device) != synced.end())
+                continue;
+            if (!syncFileSystem(folder->handle))
+                return failWrite(pending.front().path, errorText(errno), operation);
+            synced.push_back(folder->device);
+        }
+        const std::filesystem::path last = pending.back().path;
+        for (; !pending.empty(); pending.pop_back()) {
+            const Pending& file = pending.back();
+            const int place = file.folder->handle.get();
+            if (fileCalls().renameat(place, file.temporary.c_str(), place, file.name.c_str()) != 0)
+                return failWrite(file.path, errorText(errno), operation);
+        }
+        for (const auto& [key, folder] : folders) {
+            if (!syncFile(folder->handle))
+                warnNotSynced(last, operation);
+            removeStaleTemporariesOnce(folder->handle);
+        }
+        folders.clear();
+        return true;
+    }
+
+    AtomicWrite options;
+    std::string operation;
+    std::mutex mutex;
+    std::map<Key, Ref<Folder>> folders;
+    std::vector<Pending> pending;
+};
+
+AtomicWrites::AtomicWrites(const AtomicWrite& options) : state_(std::make_unique<State>(options)) {}
+
+AtomicWrites::~AtomicWrites()
+{
+    for (const State::Pending& file : state_->pending)
+        fileCalls().unlinkat(file.folder->handle.get(), file.temporary.c_str(), 0);
+}
+
+bool AtomicWrites::add(const URL& file, std::span<const std::uint8_t> bytes)
+{
+    if (!file.isFile())
+        return failNoFile(file, state_->operation);
+    const std::filesystem::path path = file.filePath();
+    Place place;
+    Reason reason = preparePlace(path, state_->options, place);
+    if (!reason.empty())
+        return failWrite(path, reason, state_->operation);
+    Temporary temporary(place);
+    reason = temporary.create();
+    // A folder that can be written to and not read gives no descriptor to sync its file system by.
+    if (reason.empty())
+        reason = temporary.fill(bytes, !place.folderCanSync);
+    if (reason.empty() && !place.folderCanSync)
+        reason = temporary.rename();
+    if (!reason.empty())
+        return failWrite(path, reason, state_->operation);
+    return !place.folderCanSync || state_->add(place, temporary.release(), path);
+}
+
+bool AtomicWrites::finish()
+{
+    const std::scoped_lock lock(state_->mutex);
+    return state_->settle();
 }
 
 void removeTarget(const URL& file)

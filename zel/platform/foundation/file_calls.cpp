@@ -32,6 +32,7 @@ const FileCalls system = {
     ::readlinkat,
     ::fchmod,
     ::fchown,
+    ::syncfs,
 };
 
 std::atomic<const FileCalls*> inForce = &system;
@@ -141,6 +142,11 @@ bool syncFile(const FileHandle& file)
     if (undisturbed([&] { return fileCalls().fsync(file.get()); }) == 0)
         return true;
     return errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
+}
+
+bool syncFileSystem(const FileHandle& file)
+{
+    return undisturbed([&] { return fileCalls().syncfs(file.get()); }) == 0;
 }
 
 std::string errorText(int error)

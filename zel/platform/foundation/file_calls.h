@@ -30,6 +30,7 @@ struct FileCalls {
     ssize_t (*readlinkat)(int folder, const char* name, char* into, std::size_t count);
     int (*fchmod)(int file, mode_t mode);
     int (*fchown)(int file, uid_t owner, gid_t group);
+    int (*syncfs)(int file);
 };
 
 /// The table in force.
@@ -67,6 +68,8 @@ std::optional<std::size_t> readFully(const FileHandle& file, void* into, std::si
 bool writeFully(const FileHandle& file, const void* from, std::size_t count);
 /// fsync; true also where the file system knows no such thing.
 bool syncFile(const FileHandle& file);
+/// All that was written to the file system of an open file or folder; false on an error (`errno`).
+bool syncFileSystem(const FileHandle& file);
 
 /// What `errno` says, in English whatever the locale, to follow a colon: "no such file or directory".
 ZEL_API std::string errorText(int error);

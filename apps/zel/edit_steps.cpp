@@ -3,6 +3,7 @@
 #include "cropping.h"
 #include "grading.h"
 #include "marking.h"
+#include "masking.h"
 #include "quantity.h"
 #include "sizing.h"
 
@@ -195,6 +196,18 @@ EditStep makeFillHoles(StepSettings& settings)
     return makeFilling(settings, [](const Ref<ZelImage>& image, FillWith color) { return fillHoles(image, color); });
 }
 
+EditStep makeMask(StepSettings& settings)
+{
+    std::optional<std::string> file;
+    std::optional<MaskBy> by;
+    settings.text("file", file);
+    settings.read("by", by, readMaskBy);
+    settings.refuseOthers();
+    if (!file)
+        throw UsageError("no mask", "--mask FILE");
+    return {[file, by] { return maskStep(*file, by.value_or(MaskBy::brightness)); }, sameSize, Needs::pixels, {*file}};
+}
+
 EditStep makeWatermark(StepSettings& settings)
 {
     MarkingOptions mark;
@@ -227,6 +240,7 @@ constexpr std::array kinds = {
     StepKind{"key", "color", "COLOR", "a colour made transparent; tolerance= behind it", makeKey},
     StepKind{"fill", "color", "COLOR", "one colour everywhere, alpha kept", makeFill},
     StepKind{"fill-holes", "color", "COLOR", "transparent holes filled", makeFillHoles},
+    StepKind{"mask", "file", "FILE", "transparency from another picture; by=brightness|alpha behind it", makeMask},
     StepKind{"watermark", "file", "FILE", "position=, scale=, opacity= behind it", makeWatermark},
 };
 

@@ -1,10 +1,4 @@
-#include "pictures.h"
-
-#include <zel/platform/foundation/failure.h>
-#include <zel/platform/foundation/url.h>
-#include <zel/support/colors.h>
-
-#include <algorithm>
+#include "masking.h"
 
 namespace zel::program {
 namespace {
@@ -21,58 +15,22 @@ place of its brightness. The mask is stretched to the picture's size. Colours st
 they are; formats without transparency lay the result over white.
 )";
 
-enum class By { brightness, alpha };
-
-By readBy(std::string_view text)
-{
-    return readChoice<By>(text, {{"brightness", By::brightness}, {"alpha", By::alpha}});
-}
-
-/// The library leaves colours as they were premultiplied before; a file shows its colours divided by the alpha that is
-/// stored beside them. They are divided by the former alpha here, so that a picture's colours stay through new alphas.
-Ref<ZelImage> withStraightColors(const Ref<ZelImage>& masked, const ZelImageBitmapRGBA& before)
-{
-    CGImage::Layout layout = masked->cgImage->layout();
-    layout.alphaInfo = CGAlphaInfo::first;
-    const auto stored = masked->cgImage->bytes();
-    const auto former = before.bytes();
-    std::vector<std::uint8_t> bytes(stored.begin(), stored.end());
-    for (std::size_t i = 0; i + 3 < bytes.size() && i < former.size(); i += 4) {
-        const unsigned alpha = former[i];
-        for (std::size_t c = i + 1; alpha < 255 && c < i + 4; ++c)
-            bytes[c] =
-                static_cast<std::uint8_t>(alpha == 0 ? 0 : std::min(255U, (bytes[c] * 255U + alpha / 2) / alpha));
-    }
-    return makeZelImage(CGImage::make(layout, Data(std::move(bytes)), masked->cgImage->bytesPerRow()));
-}
-
 int run(const Verb& verb, Words words)
 {
     PictureOptions options;
     std::optional<std::string> file;
-    std::optional<By> by;
+    std::optional<MaskBy> by;
     Arguments arguments(verb);
     arguments.section("Mask");
     arguments.text("--mask", "FILE", file, "the picture that says what is seen");
-    arguments.value("--by", "WHAT", by, readBy, "brightness, or alpha, of the mask (brightness)");
+    arguments.value("--by", "WHAT", by, readMaskBy, "brightness, or alpha, of the mask (brightness)");
     options.declare(arguments);
     if (!arguments.parse(words))
         return 0;
     if (!file)
         throw UsageError("no mask", "--mask FILE");
 
-    const auto prepare = [&]() -> PictureStep {
-        const auto mask = makeZelImage(URL::file(*file));
-        if (!mask || mask->cgImage->bytes().empty())
-            return nullptr;
-        const bool byAlpha = by == By::alpha;
-        return [mask, byAlpha](const Ref<ZelImage>& image) -> Ref<ZelImage> {
-            if (!image)
-                return nullptr;
-            const auto masked = byAlpha ? apply(image, {.mask = mask}) : apply(image, {.mask = mask->cgImage});
-            return masked == image ? nullptr : withStraightColors(masked, ZelImageBitmapRGBA(image));
-        };
-    };
+    const auto prepare = [&] { return maskStep(*file, by.value_or(MaskBy::brightness)); };
     return runPictures(verb, options, {prepare, {*file}});
 }
 

@@ -54,6 +54,40 @@ const Case operations[] = {
      }},
     {"reduceImageTo1x1Pixels", [] { return isAbsent(ZelImageHelper::reduceImageTo1x1Pixels(none)); }},
     {"watermark", [] { return isAbsent(watermark(none, {.with = none, .using_ = {}})); }},
+    {"crop",
+     [] {
+         return isAbsent(crop(none, {.toTargetRect = {{0, 0}, {1, 1}}}));
+     }},
+    {"crop, the other label",
+     [] {
+         return isAbsent(crop(none, {.to = {{0, 0}, {1, 1}}}));
+     }},
+    {"crop to a bitmap",
+     [] {
+         return isAbsent(cropToCGImnage(none, {.rect = {{0, 0}, {1, 1}}}));
+     }},
+    {"helper's crop",
+     [] {
+         return isAbsent(ZelImageHelper::crop(none, {.to = {{0, 0}, {1, 1}}}));
+     }},
+    {"crop around a point",
+     [] {
+         return isAbsent(ZelImageHelper::cropToPoint(none, {.to = {1, 1}, .size = {1, 1}}));
+     }},
+    {"split to a size",
+     [] {
+         return split(none, {.to = {9, 9}, .tileBorder = 1}).empty();
+     }},
+    {"split to a width", [] { return split(none, {.toWidth = 9}).empty(); }},
+    {"split by counts", [] { return split(none, {.rows = 2, .columns = 2}).empty(); }},
+    {"split within bounds",
+     [] { return boundedSplit(none, {.toWidth = 9, .max = true, .height = 9, .maxHeight = true}).empty(); }},
+    {"join",
+     [] {
+         return isAbsent(join(none, {.with = none,
+                                     .orientation = ZelImage::JoinOrientation::vertical,
+                                     .scaleMode = ZelImage::ScaleMode::min}));
+     }},
     {"rotate by a quarter", [] { return isAbsent(rotate(none, ZelImage::RotationDirection::r180)); }},
     {"rotate a bitmap", [] { return isAbsent(rotate(Ref<const CGImage>(), ZelImage::RotationDirection::none)); }},
     {"rotate by degrees", [] { return isAbsent(rotate(none, {.degrees = 7})); }},

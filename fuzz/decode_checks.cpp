@@ -1,6 +1,8 @@
 #include "decode_checks.h"
 
 #include <zel/platform/codecs/codec.h>
+#include <zel/platform/codecs/encode.h>
+#include <zel/platform/codecs/jpeg_lossless.h>
 #include <zel/platform/foundation/failure.h>
 
 #include <algorithm>
@@ -195,6 +197,25 @@ std::string problemOfFacts(std::span<const std::uint8_t> bytes)
             return "a grey picture with a coloured pixel";
     }
     return {};
+}
+
+std::string problemOfCodedData(std::span<const std::uint8_t> bytes)
+{
+    const ZelLimits::Scope scope(tightLimits());
+    const Ref<const ByteSource> source = ByteSource::view(bytes);
+    const Ref<const PixelProvider> picture = openPicture(source);
+    if (!picture || picture->facts().format != jpegCodec.name)
+        return {};
+    constexpr double quality = 0.5;
+    const Ref<const CGImage> decoded = CGImage::make(picture);
+    if (!decoded->bytes().empty() && encodeJpeg(CGImage::make(picture), quality) != encodeJpeg(decoded, quality))
+        return "coded again it has other bytes once it is decoded";
+
+    ZelFailure::clear();
+    const std::optional<Data> turned = changeJpeg(source, {.quarterTurns = 1, .trim = true, .dpi = 100});
+    if (!turned)
+        return ZelFailure::last().code == ZelFailureCode::none ? "turning it was refused without a note" : "";
+    return openPicture(ByteSource::view(turned->span())) ? "" : "turned it does not open";
 }
 
 } // namespace zel::checks

@@ -19,4 +19,8 @@ std::string problemOfDecoding(std::span<const std::uint8_t> bytes);
 /// What the header says of the picture holds for its pixels.
 std::string problemOfFacts(std::span<const std::uint8_t> bytes);
 
+/// Of a JPEG, what is made of its coded data: coded again it has the same bytes whether its pixels are decoded or not;
+/// turned without loss it opens again, or is refused with a note.
+std::string problemOfCodedData(std::span<const std::uint8_t> bytes);
+
 } // namespace zel::checks

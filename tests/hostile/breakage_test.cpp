@@ -31,6 +31,7 @@ TEST(Hostile, SoundSeedsDecodeAndAreWhatTheyWereWrittenAs)
         SCOPED_TRACE(seed.name);
         EXPECT_EQ(checks::problemOfDecoding(seed.bytes), "");
         EXPECT_EQ(checks::problemOfFacts(seed.bytes), "");
+        EXPECT_EQ(checks::problemOfCodedData(seed.bytes), "");
 
         const Ref<const PixelProvider> picture = open(seed.bytes);
         ASSERT_TRUE(picture) << ZelFailure::last().message;
@@ -59,6 +60,7 @@ TEST_P(Damage, EndsWithAPictureOrAReason)
             SCOPED_TRACE(seed.name + ": " + damaged.how);
             EXPECT_EQ(checks::problemOfDecoding(damaged.bytes), "");
             EXPECT_EQ(checks::problemOfFacts(damaged.bytes), "");
+            EXPECT_EQ(checks::problemOfCodedData(damaged.bytes), "");
             ++(open(damaged.bytes) ? pictures : refusals);
         }
     }

@@ -23,9 +23,9 @@ public:
     Measurements(const ByteCount& count, std::int64_t wanted) : count_(count)
     {
         // Nobody hears the exact figure of a size far above the wanted one, and the search only asks which of two sizes
-        // is nearer: counting may stop at four times as much. Below that every figure is exact.
+        // is nearer: what has twice as many bytes is further away than every size below. Up to there figures are exact.
         if (!Console::isHeard())
-            limit_ = 4 * static_cast<std::uint64_t>(std::max<std::int64_t>(wanted, 1));
+            limit_ = 2 * static_cast<std::uint64_t>(std::max<std::int64_t>(wanted, 1));
     }
     std::optional<std::uint64_t> bytes(double quality)
     {

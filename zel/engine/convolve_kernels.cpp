@@ -89,9 +89,9 @@ void convolveAll(const ConvolvedRows& in, std::uint8_t* to, std::size_t count)
     const hn::ScalableTag<std::uint8_t> d8;
     const hn::Rebind<std::uint8_t, hn::ScalableTag<std::int32_t>> quarter;
     if (sizes * 255 <= 32767)
-        eachVector(d8, in, to, count, [](auto... of) { sumsOf16Bits(of...); });
+        eachVector(d8, in, to, count, [](const auto&... of) { sumsOf16Bits(of...); });
     else
-        eachVector(quarter, in, to, count, [](auto... of) { sumsOf32Bits(of...); });
+        eachVector(quarter, in, to, count, [](const auto&... of) { sumsOf32Bits(of...); });
 }
 
 #endif

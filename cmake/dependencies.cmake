@@ -42,6 +42,8 @@ zel_pkg(gif libgif libgif-dev)
 zel_pkg(lcms2 lcms2 liblcms2-dev)
 # apt: libexif-dev           fields of EXIF blocks (LGPL-2.1-or-later)
 zel_pkg(exif libexif libexif-dev)
+# apt: libcurl4-openssl-dev  http and https, in a module of its own (curl)
+zel_pkg(curl libcurl libcurl4-openssl-dev)
 # apt: libhwy-dev             SIMD kernels chosen at run time (Apache-2.0 or BSD-3-Clause)
 zel_pkg(hwy libhwy libhwy-dev)
 # Its headers only: engine/simd_targets.cpp says why.

@@ -9,6 +9,7 @@
 #include <zel/io/encode.h>
 #include <zel/io/exif.h>
 #include <zel/io/lossless_jpeg.h>
+#include <zel/io/remote.h>
 #include <zel/operations/chroma.h>
 #include <zel/operations/convolution.h>
 #include <zel/operations/crop.h>
@@ -26,6 +27,7 @@
 #include <zel/platform/foundation/perf.h>
 #include <zel/platform/foundation/threads.h>
 #include <zel/platform/images/draw.h>
+#include <zel/platform/services/services.h>
 #include <zel/support/colors.h>
 #include <zel/support/dicotomic.h>
 #include <zel/support/notify.h>

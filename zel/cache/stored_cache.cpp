@@ -1,12 +1,12 @@
 #include <zel/cache/stored_cache.h>
 
-#include <zel/cache/background_writes.h>
+#include <zel/platform/foundation/ordered_tasks.h>
 #include <zel/io/encode.h>
+#include <zel/io/kept_image.h>
 #include <zel/operations/resize.h>
 #include <zel/platform/foundation/atomic_write.h>
 #include <zel/platform/foundation/folder.h>
 #include <zel/platform/foundation/guards.h>
-#include <zel/platform/foundation/notes.h>
 #include <zel/platform/services/services.h>
 
 #include <algorithm>
@@ -53,24 +53,6 @@ void write(const Options& options, Ref<ZelImage> image, const URL& file)
         saveToPNG(image, {.url = file});
 }
 
-/// True where the file ends as a whole PNG or JPEG file of ours does: one that was cut short is computed again.
-bool isWhole(const Data& bytes)
-{
-    constexpr std::array<std::uint8_t, 8> pngEnd = {'I', 'E', 'N', 'D', 0xAE, 0x42, 0x60, 0x82};
-    constexpr std::array<std::uint8_t, 2> jpegEnd = {0xFF, 0xD9};
-    const auto endsWith = [&bytes](auto& end) {
-        return bytes.size() >= end.size() && std::equal(end.rbegin(), end.rend(), bytes.span().rbegin());
-    };
-    return endsWith(pngEnd) || endsWith(jpegEnd);
-}
-
-Ref<ZelImage> readFile(const URL& file)
-{
-    const NotesOnTrial silent; // no file is the usual case, and a damaged one is computed again
-    const auto bytes = file.isEmpty() ? std::nullopt : Data::read(file);
-    return bytes && isWhole(*bytes) ? makeZelImage(*bytes) : nullptr;
-}
-
 bool isOurs(const std::string& name)
 {
     return std::any_of(extensions.begin(), extensions.end(),
@@ -82,7 +64,7 @@ bool isOurs(const std::string& name)
 struct ZelImageStoredCache::State {
     Options options;
     ZelThreadSafeDictionary<std::string, Ref<ZelImage>> computed;
-    Ref<BackgroundWrites> writes = std::make_shared<BackgroundWrites>();
+    Ref<OrderedTasks> writes = std::make_shared<OrderedTasks>();
 };
 
 ZelImageStoredCache::ZelImageStoredCache(Options options) : state_(std::make_shared<State>())
@@ -133,14 +115,14 @@ void ZelImageStoredCache::store(const Ref<ZelImage>& image, WithId id)
 
 Ref<ZelImage> ZelImageStoredCache::retrieveImage(WithId id) const
 {
-    return readFile(imageUrl({std::move(id.withId)}));
+    return keptImage(imageUrl({std::move(id.withId)}));
 }
 
 Ref<ZelImage> ZelImageStoredCache::retrieveOrCalc(ImageWithId what)
 {
     if (auto known = state_->computed.value({what.imageWithId}))
         return *known;
-    if (auto read = readFile(imageUrl({what.imageWithId})))
+    if (auto read = keptImage(imageUrl({what.imageWithId})))
         return read;
     Ref<ZelImage> image = what.calc ? what.calc() : nullptr;
     if (!image)

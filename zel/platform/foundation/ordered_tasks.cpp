@@ -1,4 +1,4 @@
-#include <zel/cache/background_writes.h>
+#include <zel/platform/foundation/ordered_tasks.h>
 
 #include <zel/platform/foundation/threads.h>
 
@@ -6,7 +6,7 @@
 
 namespace zel {
 
-void BackgroundWrites::add(const std::string& key, std::function<void()> task)
+void OrderedTasks::add(const std::string& key, std::function<void()> task)
 {
     {
         const std::scoped_lock lock(mutex_);
@@ -19,7 +19,7 @@ void BackgroundWrites::add(const std::string& key, std::function<void()> task)
     Queue::execute({.fast = true}, [self = shared_from_this(), key] { self->run(key); });
 }
 
-void BackgroundWrites::run(const std::string& key)
+void OrderedTasks::run(const std::string& key)
 {
     while (true) {
         Task task;
@@ -44,14 +44,14 @@ void BackgroundWrites::run(const std::string& key)
     }
 }
 
-void BackgroundWrites::end(std::uint64_t number)
+void OrderedTasks::end(std::uint64_t number)
 {
     const std::scoped_lock lock(mutex_);
     open_.erase(number);
     ended_.notify_all();
 }
 
-void BackgroundWrites::wait()
+void OrderedTasks::wait()
 {
     std::unique_lock lock(mutex_);
     const std::uint64_t mark = next_;

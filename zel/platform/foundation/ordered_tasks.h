@@ -12,7 +12,7 @@
 namespace zel {
 
 /// Tasks on the background pool: those under one key one after the other, in the order in which they came.
-class BackgroundWrites : public std::enable_shared_from_this<BackgroundWrites> {
+class OrderedTasks : public std::enable_shared_from_this<OrderedTasks> {
 public:
     void add(const std::string& key, std::function<void()> task);
     /// Until all that were added so far have ended.

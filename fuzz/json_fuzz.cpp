@@ -40,7 +40,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         return 0;
     const ZelLimits::Scope scope(checks::tightLimits());
     const std::string_view text(reinterpret_cast<const char*>(data) + 1, size - 1);
-    switch (data[0] % 8) {
+    switch (data[0] % 10) {
     case 0:
         tryRecord<Ref<ZelImage>>(text);
         break;
@@ -63,8 +63,14 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         if (const auto picture = lutPicture(Data({text.begin(), text.end()})))
             fuzz::require(ZelLut::make(*picture).has_value(), "a table from what was taken for one");
         break;
-    default:
+    case 7:
         tryRecord<ZelImageHelper::ZelColorList>(text);
+        break;
+    case 8:
+        tryRecord<ZelComposer::Layer>(text);
+        break;
+    default:
+        tryRecord<ZelComposer>(text);
     }
     return 0;
 }

@@ -5,7 +5,8 @@ namespace {
 
 struct Document {
     const char* name;
-    /// the first byte: 0 image, 1 canvas, 2 watermark, 3 colour, 4 key colour, 5 table, 6 .cube text, 7 colour list
+    /// the first byte: 0 image, 1 canvas, 2 watermark, 3 colour, 4 key colour, 5 table, 6 .cube text, 7 colour list,
+    /// 8 layer of a composer, 9 composer
     char record;
     const char* text;
 };
@@ -58,6 +59,12 @@ const Document documents[] = {
      R"({"list":[{"red":0,"green":0.5,"blue":1,"alpha":1},{"red":-1,"green":2,"blue":1e-9,"alpha":0}]})"},
     {"colour-list-empty", 7, R"({"list":[]})"},
     {"colour-list-mistyped", 7, R"({"list":[{"red":"0","green":null,"blue":[],"alpha":1}]})"},
+    {"layer", 8,
+     R"({"id":"l","layerType":"shape","image":{"type":"url","ratio":1.5,"resourceAccess":{"url":"file:///a.png"}},"shape":{"type":"circle","style":{"strokeWidth":1,"fill":false,"fillStyle":"color","fillColor":{"red":0,"green":0,"blue":0,"alpha":1}}},"text":{"text":"a","font":{"name":"Serif","size":9},"alignment":"center","color":{"red":1,"green":1,"blue":1,"alpha":1}},"transform":{"location":[0.5,-1],"scale":{"x":1,"y":2},"rotation":30,"opacity":0.5}})"},
+    {"composer", 9,
+     R"({"id":"c","name":"n","ratio":1.5,"layerList":[],"guideList_":[{"id":"g","orientation":"vertical","location":0.1,"intrinsic":false}],"bgColor":{"red":0,"green":0,"blue":0,"alpha":1},"shouldBeDeleted":false,"selectedLayerId":"l"})"},
+    {"composer-mistyped", 9,
+     R"({"id":"c","name":"n","ratio":"1","layerList":[{"text":7}],"guideList_":[{}],"bgColor":null,"shouldBeDeleted":0})"},
     {"empty", 1, ""},
     {"not-utf8", 2, "{\"position\":\"\xff\xfe\"}"},
     {"escapes", 0,

@@ -2,6 +2,8 @@
 #include <zel/cache/image_cache.h>
 #include <zel/cache/stored_cache.h>
 #include <zel/composition/canvas.h>
+#include <zel/composition/composer.h>
+#include <zel/composition/guides.h>
 #include <zel/core/bitmap.h>
 #include <zel/core/context_image.h>
 #include <zel/core/geometry.h>

@@ -205,6 +205,9 @@ TEST_F(Absent, EnumerationsAndRecordsAreShownToHosts)
     for (const ZelWatermark::Position position : allCases<ZelWatermark::Position>())
         EXPECT_EQ(fromRawValue<ZelWatermark::Position>(rawValue(position)), position) << displayName(position);
     EXPECT_EQ(encode(decode<ZelColor255>(R"({"a":4,"b":3,"g":2,"r":1})")), R"({"r":1,"g":2,"b":3,"a":4})");
+    const ZelComposer composer;
+    EXPECT_EQ(decode<ZelComposer>(encode(composer)).id, composer.id);
+    EXPECT_EQ(nearestVerticalGuide(composer, {.for_ = {}, .at = 0.001, .in = {1000, 1000}}), 0.0);
     EXPECT_THROW((void)decode<ZelCanvas>("[]"), ZelDecodingError); // caught across the border of the library
 }
 

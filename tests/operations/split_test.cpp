@@ -160,6 +160,38 @@ TEST(Split, SharesItsSourcesPixels)
     }
 }
 
+// A view has room between its rows; whatever reads it must give what a picture of the same pixels gives.
+TEST(Split, ViewsAreEncodedAndDrawnAsTheyAre)
+{
+    const auto pixel = [](int x, int y) {
+        return test::Rgba{static_cast<std::uint8_t>(x * y), static_cast<std::uint8_t>(x * 7),
+                          static_cast<std::uint8_t>(y * 5), static_cast<std::uint8_t>(255 - x)};
+    };
+    for (const CGAlphaInfo info : {CGAlphaInfo::noneSkipLast, CGAlphaInfo::last, CGAlphaInfo::noneSkipFirst}) {
+        SCOPED_TRACE(static_cast<int>(info));
+        const auto view = split(makeZelImage(test::painted(90, 70, info, pixel)), {.to = {40, 30}})[1][1];
+        const auto own = makeZelImage(test::painted(40, 30, info, [&](int x, int y) { return pixel(x + 40, y + 30); }));
+        ASSERT_NE(view->cgImage->bytesPerRow(), own->cgImage->bytesPerRow());
+        const auto bytes = [](const std::optional<Data>& data) {
+            return data ? std::vector<std::uint8_t>(data->span().begin(), data->span().end())
+                        : std::vector<std::uint8_t>();
+        };
+        const auto same = [&](const std::optional<Data>& a, const std::optional<Data>& b) {
+            EXPECT_TRUE(a && b);
+            EXPECT_EQ(bytes(a), bytes(b));
+        };
+        same(encodePng(view->cgImage, {}), encodePng(own->cgImage, {}));
+        same(encodePng(view->cgImage, {.smallest = true}), encodePng(own->cgImage, {.smallest = true}));
+        same(encodeTiff(view->cgImage, {}), encodeTiff(own->cgImage, {}));
+        same(encodeJpeg(view->cgImage, 0.8), encodeJpeg(own->cgImage, 0.8));
+        for (const CGSize& size : {CGSize{17, 13}, CGSize{60, 50}})
+            same(encodePng(resize(view, {.to = size})->cgImage, {}), encodePng(resize(own, {.to = size})->cgImage, {}));
+        same(encodePng(resizeWithFill(view, {.to = {20, 20}})->cgImage, {}),
+             encodePng(resizeWithFill(own, {.to = {20, 20}})->cgImage, {}));
+        EXPECT_EQ(view->bitmapRep()->colorAt(3, 4).redComponent, own->bitmapRep()->colorAt(3, 4).redComponent);
+    }
+}
+
 TEST(Split, HandsOutTheSameTilesWhileDecoding)
 {
     const auto busy = test::painted(150, 130, CGAlphaInfo::noneSkipLast, [](int x, int y) {

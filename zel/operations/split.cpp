@@ -18,6 +18,8 @@ constexpr std::uint64_t bytesPerTile = 1024; // its objects, about; its pixels c
 std::optional<std::vector<CGFloat>> origins(CGFloat side, CGFloat tile, std::int64_t border, std::uint64_t most)
 {
     std::vector<CGFloat> found;
+    if ((side - tile) / (tile - 2 * cgFloat(border)) > static_cast<CGFloat>(most))
+        return std::nullopt; // without counting up to it
     for (CGFloat origin = 0;;) {
         if (found.size() == most)
             return std::nullopt;

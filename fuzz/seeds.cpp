@@ -27,6 +27,8 @@ std::vector<Seed> pictureSeeds()
     append(all, tiffSeeds());
     append(all, webpSeeds());
     append(all, gifSeeds());
+    append(all, jxlSeeds());
+    append(all, jpeg2000Seeds());
     append(all, bitmapSeeds());
     return all;
 }

@@ -41,6 +41,11 @@ std::vector<Entry> entries()
     std::vector<Entry> all;
     for (const auto& codec : codecs()) {
         Entry entry{std::string(codec.name), std::string(codec.extensions), true, false, {}};
+        if (codec.isInstalled != nullptr) {
+            const ZelReport report;
+            entry.isRead = codec.isInstalled();
+            entry.missing = entry.isRead ? std::string() : ZelFailure::last().message;
+        }
         if (const auto format = formatNamed(codec.name)) {
             entry.missing = missingFor(*format);
             entry.isRead = entry.isWritten = entry.missing.empty();

@@ -157,8 +157,37 @@ std::vector<Field> pnmFields(const Bytes& bytes)
     return fields;
 }
 
+/// The marker segments of a codestream (its sizes first, then coding and quantisation), wherever it begins.
+std::vector<Field> jpeg2000Fields(const Bytes& bytes)
+{
+    constexpr std::array<std::uint8_t, 4> start = {0xFF, 0x4F, 0xFF, 0x51};
+    const auto found = std::search(bytes.begin(), bytes.end(), start.begin(), start.end());
+    const auto at = static_cast<std::size_t>(found - bytes.begin());
+    std::vector<Field> fields;
+    for (std::size_t i = 0; i < 8; ++i) // of the grid, where it begins, of the tiles, where they begin
+        fields.push_back({"a size", at + 8 + 4 * i, 4});
+    fields.push_back({"components", at + 40, 2});
+    fields.push_back({"depth", at + 42, 1});
+    fields.push_back({"step", at + 43, 1});
+    fields.push_back({"length of sizes", at + 4, 2});
+    return fields;
+}
+
+/// Bits rather than bytes: the first ones hold the sizes.
+std::vector<Field> jxlFields()
+{
+    std::vector<Field> fields;
+    for (std::size_t at = 2; at < 14; ++at)
+        fields.push_back({"a byte of the header", at, 1});
+    return fields;
+}
+
 std::vector<Field> fieldsOf(const Bytes& bytes)
 {
+    if (bytes[0] == 0xFF && bytes[1] == 0x0A)
+        return jxlFields();
+    if (bytes[1] == 0x4F || bytes[4] == 'j')
+        return jpeg2000Fields(bytes);
     switch (bytes[0]) {
     case 0x89:
         return pngFields(bytes);

@@ -14,6 +14,8 @@ struct Codec {
     /// Reads the header, checks it against the limits and proves that the first rows decode. Null with the reason
     /// noted.
     Ref<const PixelProvider> (*open)(const Ref<const ByteSource>& source);
+    /// Of a format whose decoder stands in a module: whether it can be opened; `missingPart` is noted where it cannot.
+    bool (*isInstalled)() = nullptr;
 };
 
 inline constexpr std::size_t headBytes = 64;
@@ -30,6 +32,8 @@ extern const Codec pngCodec;
 extern const Codec tiffCodec;
 extern const Codec webpCodec;
 extern const Codec gifCodec;
+extern const Codec jxlCodec;
+extern const Codec jpeg2000Codec;
 extern const Codec bmpCodec;
 extern const Codec icoCodec;
 extern const Codec pnmCodec;

@@ -1,6 +1,7 @@
 #include <zel/platform/codecs/exif_extract.h>
 
 #include <zel/platform/codecs/exif_directories.h>
+#include <zel/platform/codecs/iso_box.h>
 
 #include <algorithm>
 #include <array>
@@ -93,6 +94,28 @@ Bytes ofChunks(const ByteSource& source, const ChunkRules& rules)
     return {};
 }
 
+/// The box Exif of JPEG XL, behind an offset that nobody uses otherwise; the one of JPEG 2000 that a number of 16 bytes
+/// names.
+Bytes ofBoxes(const ByteSource& source)
+{
+    constexpr std::string_view jpeg2000Exif = "JpgTiffExif->JP2";
+    constexpr std::uint64_t offsetBytes = 4;
+    std::uint64_t place = 0;
+    for (int pieces = 0; pieces < mostPieces; ++pieces) {
+        const std::optional<IsoBox> box = isoBoxAt(source, place, source.size());
+        if (!box)
+            break;
+        if (box->type == boxType("Exif") && box->end - box->data > offsetBytes)
+            return withoutName(block(source, box->data + offsetBytes, box->end - box->data - offsetBytes));
+        std::array<std::uint8_t, jpeg2000Exif.size()> name;
+        if (box->type == boxType("uuid") && box->end - box->data > name.size() && read(source, box->data, name) &&
+            std::equal(jpeg2000Exif.begin(), jpeg2000Exif.end(), name.begin()))
+            return withoutName(block(source, box->data + name.size(), box->end - box->data - name.size()));
+        place = box->end;
+    }
+    return {};
+}
+
 } // namespace
 
 std::vector<std::uint8_t> exifBlockOf(const ByteSource& source)
@@ -110,6 +133,8 @@ std::vector<std::uint8_t> exifBlockOf(const ByteSource& source)
         return ofChunks(source, {.first = 8, .isPng = true, .wanted = "eXIf"});
     if (holds(0, "RIFF") && holds(8, "WEBP"))
         return ofChunks(source, {.first = 12, .isPng = false, .wanted = "EXIF"});
+    if (holds(4, "JXL ") || holds(4, "jP  "))
+        return ofBoxes(source);
     if (holds(0, std::string_view("II*\0", 4)) || holds(0, std::string_view("MM\0*", 4)))
         return gatherDirectories(source);
     return {};

@@ -95,7 +95,8 @@ std::string readableFormats()
 
 std::span<const Codec> codecs()
 {
-    static const std::array all = {jpegCodec, pngCodec, tiffCodec, webpCodec, gifCodec, bmpCodec, icoCodec, pnmCodec};
+    static const std::array all = {jpegCodec, pngCodec,      tiffCodec, webpCodec, gifCodec,
+                                   jxlCodec,  jpeg2000Codec, bmpCodec,  icoCodec,  pnmCodec};
     return all;
 }
 

@@ -1,0 +1,206 @@
+#include <zel/platform/foundation/failure.h>
+#include <zel/platform/foundation/limits.h>
+
+#include <codecs/bytes.h>
+
+#include "seeds_modern.h"
+
+#include <gtest/gtest.h>
+
+namespace zel {
+namespace {
+
+using seeds::Coded;
+using seeds::codedSample;
+using test::Pixel;
+
+/// What a pixel is to be: its samples brought to all of 8 or 16 bits.
+Pixel expectedAt(const Coded& coded, int x, int y)
+{
+    const int full = coded.bits > 8 ? 65535 : 255;
+    const double most = (1 << coded.bits) - 1;
+    std::array<int, 4> s{};
+    for (int i = 0; i < coded.components; ++i)
+        s[static_cast<std::size_t>(i)] = static_cast<int>(codedSample(coded, x, y, i) / most * full + 0.5);
+    if (coded.components < 3)
+        return {s[0], s[0], s[0], coded.components == 2 ? s[1] : full};
+    return {s[0], s[1], s[2], coded.components == 4 ? s[3] : full};
+}
+
+void expectSound(const seeds::Bytes& file, const Coded& coded)
+{
+    const ZelReport report;
+    const auto picture = test::open(file);
+    ASSERT_TRUE(picture) << ZelFailure::last().message;
+    const PictureFacts& facts = picture->facts();
+    EXPECT_EQ(facts.layout.width, coded.width);
+    EXPECT_EQ(facts.layout.height, coded.height);
+    EXPECT_EQ(facts.layout.bitsPerComponent, coded.bits > 8 ? 16 : 8);
+    EXPECT_EQ(facts.bits, coded.bits);
+    EXPECT_EQ(facts.hasAlpha, coded.components % 2 == 0);
+    EXPECT_EQ(facts.layout.isGray, coded.components < 3);
+    EXPECT_EQ(facts.layout.colorSpace, nullptr);
+    const test::Decoded decoded = test::decode(*picture);
+    EXPECT_TRUE(decoded.complete);
+    std::vector<Pixel> expected;
+    for (int y = 0; y < coded.height; ++y)
+        for (int x = 0; x < coded.width; ++x)
+            expected.push_back(expectedAt(coded, x, y));
+    EXPECT_EQ(test::pixelsOf(*picture, decoded), expected);
+    EXPECT_EQ(report.notes().size(), coded.frames > 1 ? 1U : 0U);
+}
+
+#ifdef ZEL_OPENJPEG
+
+TEST(Jpeg2000, PixelsAreThoseThatWereCoded)
+{
+    const Coded table[] = {
+        {.name = "colour", .width = 40, .height = 30},
+        {.name = "a bare stream", .width = 7, .height = 1, .isBoxed = false},
+        {.name = "grey", .width = 1, .height = 9, .components = 1},
+        {.name = "grey with alpha", .components = 2},
+        {.name = "colour with alpha", .width = 33, .height = 17, .components = 4},
+        {.name = "tiles", .width = 33, .height = 29, .tile = 16},
+        {.name = "1 bit", .width = 16, .height = 4, .components = 1, .bits = 1},
+        {.name = "12 bits", .components = 1, .bits = 12},
+        {.name = "16 bits", .width = 20, .height = 20, .bits = 16},
+        {.name = "samples with a sign", .components = 1, .bits = 8, .isBoxed = false, .isSigned = true},
+    };
+    for (const Coded& coded : table) {
+        SCOPED_TRACE(coded.name);
+        expectSound(seeds::encodeJpeg2000(coded), coded);
+    }
+}
+
+TEST(Jpeg2000, ColourDifferencesOfHalfTheSides)
+{
+    const Coded coded{.width = 15, .height = 10, .isYcc = true};
+    const auto picture = test::open(seeds::encodeJpeg2000(coded));
+    ASSERT_TRUE(picture) << ZelFailure::last().message;
+    const test::Decoded decoded = test::decode(*picture);
+    for (int y = 0; y < 10; ++y)
+        for (int x = 0; x < 15; ++x) {
+            const double luma = codedSample(coded, x, y, 0);
+            const double blue = codedSample(coded, x / 2 * 2, y / 2 * 2, 1) - 128;
+            const double red = codedSample(coded, x / 2 * 2, y / 2 * 2, 2) - 128;
+            const double kr = 0.299, kb = 0.114; // ITU-R BT.601
+            const double r = luma + 2 * (1 - kr) * red, b = luma + 2 * (1 - kb) * blue;
+            const double expected[] = {r, (luma - kr * r - kb * b) / (1 - kr - kb), b};
+            for (std::size_t i = 0; i < 3; ++i)
+                EXPECT_NEAR(decoded.at(x, y)[i], std::clamp(expected[i], 0.0, 255.0), 0.51) << x << ", " << y;
+        }
+}
+
+TEST(Jpeg2000, HalvedSizesComeFromFewerLevels)
+{
+    const auto picture = test::open(seeds::encodeJpeg2000({.width = 21, .height = 13, .components = 1}));
+    ASSERT_TRUE(picture);
+    EXPECT_TRUE(picture->canReduce(4));
+    EXPECT_FALSE(picture->canReduce(8)); // three resolutions are two halvings
+    EXPECT_FALSE(picture->canReduce(3));
+    int rows = 0;
+    EXPECT_TRUE(picture->decode({.denominator = 4}, [&](int, const engine::ConstPixels& band) {
+        EXPECT_EQ(band.width, 6);
+        rows += band.height;
+        return true;
+    }));
+    EXPECT_EQ(rows, 4);
+}
+
+TEST(Jpeg2000, EndsEarlyOrIsRefused)
+{
+    const seeds::Bytes whole = seeds::encodeJpeg2000({.width = 64, .height = 64, .isBoxed = false, .tile = 16});
+    const auto patched = [&](std::size_t at, std::initializer_list<int> values) {
+        seeds::Bytes bytes = whole;
+        for (const int value : values)
+            bytes[at++] = static_cast<std::uint8_t>(value);
+        return bytes;
+    };
+    const struct {
+        const char* name;
+        seeds::Bytes bytes;
+        ZelFailureCode code;
+    } table[] = {
+        // the sizes stand at 8: of the grid, where it begins, of the tiles
+        {"2^31 x 64 pixels", patched(8, {0x80, 0, 0, 0}), ZelFailureCode::limit},
+        {"30000 x 30000 pixels", patched(8, {0, 0, 0x75, 0x30, 0, 0, 0x75, 0x30}), ZelFailureCode::limit},
+        {"a tile for each of 4096 x 64 pixels",
+         patched(8, {0, 0, 16, 0, 0, 0, 0, 64, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 1}), ZelFailureCode::limit},
+        {"it begins where it ends", patched(16, {0, 0, 0, 64}), ZelFailureCode::unreadable},
+        {"tiles of no width", patched(24, {0, 0, 0, 0}), ZelFailureCode::unreadable},
+        {"more components than are described", patched(40, {0, 4}), ZelFailureCode::unreadable},
+        {"half a header", {whole.begin(), whole.begin() + 60}, ZelFailureCode::truncated},
+    };
+    for (const auto& c : table) {
+        SCOPED_TRACE(c.name);
+        ZelFailure::clear();
+        EXPECT_EQ(test::open(c.bytes), nullptr);
+        EXPECT_EQ(ZelFailure::last().code, c.code) << ZelFailure::last().message;
+    }
+
+    const ZelReport report;
+    const auto picture = test::open({whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2)});
+    ASSERT_TRUE(picture) << ZelFailure::last().message;
+    const test::Decoded decoded = test::decode(*picture);
+    EXPECT_TRUE(decoded.complete);
+    for (int x = 0; x < 64; ++x) // the upper tiles
+        EXPECT_EQ(decoded.at(x, 5), expectedAt({}, x, 5)) << x;
+    ASSERT_EQ(report.notes().size(), 1U);
+    EXPECT_EQ(report.notes()[0].code, ZelFailureCode::truncated);
+}
+
+#endif
+#ifdef ZEL_JXL
+
+TEST(Jxl, PixelsAreThoseThatWereCoded)
+{
+    const Coded table[] = {
+        {.name = "colour", .width = 40, .height = 30},
+        {.name = "grey", .width = 1, .height = 9, .components = 1},
+        {.name = "grey with alpha", .components = 2},
+        {.name = "colour with alpha", .width = 33, .height = 17, .components = 4},
+        {.name = "16 bits", .width = 20, .height = 20, .components = 4, .bits = 16},
+        {.name = "two frames", .frames = 2},
+    };
+    for (const Coded& coded : table) {
+        SCOPED_TRACE(coded.name);
+        expectSound(seeds::encodeJxl(coded), coded);
+    }
+}
+
+TEST(Jxl, SaysHowItIsTurned)
+{
+    const auto picture = test::open(seeds::encodeJxl({.width = 5, .height = 3, .orientation = 6}));
+    ASSERT_TRUE(picture);
+    EXPECT_EQ(picture->facts().orientation, Orientation::right);
+    EXPECT_EQ(picture->facts().layout.width, 5);
+    EXPECT_EQ(test::decode(*picture).at(4, 2), expectedAt({}, 4, 2));
+}
+
+TEST(Jxl, EndsEarlyOrIsRefused)
+{
+    const seeds::Bytes whole = seeds::encodeJxl({.width = 48, .height = 48, .isLossy = true});
+    const auto cut = [&](std::size_t length) {
+        return seeds::Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
+    };
+    ZelFailure::clear();
+    EXPECT_EQ(test::open(cut(3)), nullptr);
+    EXPECT_EQ(ZelFailure::last().code, ZelFailureCode::truncated);
+    const auto picture = test::open(cut(whole.size() - 20));
+    ASSERT_TRUE(picture) << ZelFailure::last().message;
+    const ZelReport report;
+    (void)test::decode(*picture);
+    ASSERT_EQ(report.notes().size(), 1U);
+    EXPECT_EQ(report.notes()[0].code, ZelFailureCode::truncated);
+
+    ZelLimits limits;
+    limits.pixels = 48 * 48 - 1;
+    const ZelLimits::Scope scope(limits);
+    EXPECT_EQ(test::open(whole), nullptr);
+    EXPECT_EQ(ZelFailure::last().code, ZelFailureCode::limit);
+}
+
+#endif
+
+} // namespace
+} // namespace zel

@@ -63,6 +63,20 @@ std::optional<Data> encodeJpeg(const Ref<ZelImage>& image, const EncodingOptions
     return withResolution(std::move(*bytes), resolution);
 }
 
+bool hasAlpha(const CGImage& image)
+{
+    const auto alpha = image.layout().alphaInfo;
+    return alpha != CGAlphaInfo::noneSkipLast && alpha != CGAlphaInfo::noneSkipFirst;
+}
+
+/// HEIF as it is; to a wanted size with one point a pixel, so that what is reduced is the picture that was given.
+std::optional<Data> encodeHeif(const Ref<ZelImage>& image, const EncodingOptions& options)
+{
+    if (!options.maxBytes)
+        return heifData(nullptr, {.from = image->cgImage, .quality = options.quality.value_or(defaultQuality) / 100});
+    return heifWithin(makeZelImage(image->cgImage), *options.maxBytes, SizeRule::neverMore, hasAlpha(*image->cgImage));
+}
+
 } // namespace
 
 void EncodingOptions::declare(Arguments& arguments)
@@ -70,8 +84,8 @@ void EncodingOptions::declare(Arguments& arguments)
     arguments.section("Encoding");
     arguments.value("--format", "NAME", format, readFormat,
                     fmt::format("{} (else the output's extension says, else the input)", writableFormats()));
-    arguments.value("--quality", "Q", quality, readQuality, "of JPEG, 0 to 100 (85)");
-    arguments.value("--max-bytes", "SIZE", maxBytes, readSize, "the best JPEG of at most so many bytes");
+    arguments.value("--quality", "Q", quality, readQuality, "of JPEG and HEIF, 0 to 100 (85)");
+    arguments.value("--max-bytes", "SIZE", maxBytes, readSize, "the best JPEG or HEIF of at most so many bytes");
     arguments.value("--dpi", "N", dpi, readDpi, "the resolution to record (else the input's)");
 }
 
@@ -79,8 +93,8 @@ void EncodingOptions::check(Format written) const
 {
     if (quality && maxBytes)
         throw UsageError("--quality and --max-bytes exclude each other");
-    if (maxBytes && written != Format::jpeg)
-        throw UsageError(fmt::format("--max-bytes is for JPEG, the output is {}", formatName(written)),
+    if (maxBytes && written != Format::jpeg && written != Format::heif)
+        throw UsageError(fmt::format("--max-bytes is for JPEG and HEIF, the output is {}", formatName(written)),
                          "--format jpeg");
 }
 
@@ -105,6 +119,8 @@ std::optional<Data> encodePicture(const Ref<ZelImage>& image, Format format, con
         return encodePng(image->cgImage, {.dpiX = resolution.x, .dpiY = resolution.y});
     case Format::tiff:
         return encodeTiff(image->cgImage, {.dpiX = resolution.x, .dpiY = resolution.y});
+    case Format::heif:
+        return encodeHeif(image, options);
     }
     return std::nullopt;
 }

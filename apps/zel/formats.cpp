@@ -26,14 +26,15 @@ struct Entry {
     std::string missing; ///< what would add it, where a part is not installed
 };
 
-/// Asks the encoder: the TIFF library stands in a module that may not be installed.
-std::string missingFor(Format format)
+/// Why an encoder cannot be used; empty where it can. Those of TIFF and HEIF stand in modules that may be missing.
+std::string missingEncoder(Format format)
 {
-    if (format != Format::tiff)
-        return {};
-    const ZelReport report;
     const auto pixel = CGImage::make({.width = 1, .height = 1}, Data(std::vector<std::uint8_t>(4)), 4);
-    return encodeTiff(pixel, {}) ? std::string() : ZelFailure::last().message;
+    const ZelReport report;
+    const bool isThere = format == Format::tiff   ? encodeTiff(pixel, {}).has_value()
+                         : format == Format::heif ? HeifEncoder::make(pixel) != nullptr
+                                                  : true;
+    return isThere ? std::string() : ZelFailure::last().message;
 }
 
 std::vector<Entry> entries()
@@ -41,15 +42,18 @@ std::vector<Entry> entries()
     std::vector<Entry> all;
     for (const auto& codec : codecs()) {
         Entry entry{std::string(codec.name), std::string(codec.extensions), true, false, {}};
+        const auto written = formatNamed(codec.name);
+        if (written) {
+            entry.missing = missingEncoder(*written);
+            entry.isWritten = entry.missing.empty();
+        }
         if (codec.isInstalled != nullptr) {
             const ZelReport report;
             entry.isRead = codec.isInstalled();
-            entry.missing = entry.isRead ? std::string() : ZelFailure::last().message;
-        }
-        if (const auto format = formatNamed(codec.name)) {
-            entry.missing = missingFor(*format);
-            entry.isRead = entry.isWritten = entry.missing.empty();
-        }
+            if (!entry.isRead)
+                entry.missing = ZelFailure::last().message;
+        } else if (written)
+            entry.isRead = entry.isWritten; // the same module
         all.push_back(std::move(entry));
     }
     return all;

@@ -14,10 +14,11 @@ struct Writable {
     std::string_view extensions; ///< the usual one first
 };
 
-constexpr std::array<Writable, 3> writable = {{
+constexpr std::array<Writable, 4> writable = {{
     {Format::jpeg, "jpeg", "jpg jpeg jpe jfif"},
     {Format::png, "png", "png"},
     {Format::tiff, "tiff", "tif tiff"},
+    {Format::heif, "heif", "heic heif hif"},
 }};
 
 std::string lower(std::string_view text)

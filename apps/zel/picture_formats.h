@@ -4,17 +4,17 @@
 namespace zel::program {
 
 /// A format that pictures are written in.
-enum class Format { jpeg, png, tiff };
+enum class Format { jpeg, png, tiff, heif };
 
-/// "jpeg", "png", "tiff".
+/// "jpeg", "png", "tiff", "heif".
 std::string_view formatName(Format format);
-/// What a name without an extension gets: "jpg", "png", "tif".
+/// What a name without an extension gets: "jpg", "png", "tif", "heic".
 std::string_view usualExtension(Format format);
 /// The format that a person calls so: "jpg", "JPEG", "tif"; absent where it is none that can be written.
 std::optional<Format> formatNamed(std::string_view name);
 /// The format behind a file's extension ("photo.JPG", with or without folders); absent where there is none we write.
 std::optional<Format> formatOfFile(std::string_view file);
-/// "jpeg, png, tiff", for messages.
+/// "jpeg, png, tiff, heif", for messages.
 std::string writableFormats();
 
 /// True for names that end as pictures' names do, of every format that can be read.

@@ -2,6 +2,7 @@
 
 #include <zel/io/size_search.h>
 #include <zel/platform/codecs/encode.h>
+#include <zel/platform/filters/heif_representation.h>
 #include <zel/platform/foundation/atomic_write.h>
 #include <zel/platform/foundation/notes.h>
 
@@ -33,6 +34,14 @@ bool saveEncoded(const std::optional<Data>& bytes, const URL& file)
     return writeAtomically(
         file, bytes->span(),
         {.operation = "save", .followLink = false, .createFolders = true, .absentAfterFailure = true});
+}
+
+/// The same for HEIF: what stood there stays where anything fails.
+bool saveBeside(const std::optional<Data>& bytes, const URL& file)
+{
+    return bytes && writeAtomically(
+                        file, bytes->span(),
+                        {.operation = "save", .followLink = true, .createFolders = false, .absentAfterFailure = false});
 }
 
 /// The density fields of the JFIF header, which stands first in what we write.
@@ -85,6 +94,50 @@ std::optional<Data> jpegData(const Ref<ZelImage>& image, Quality quality)
     const Ref<NSBitmapImageRep> rep = image->bitmapRep();
     const Ref<JpegEncoder> encoder = rep ? JpegEncoder::make(rep->cgImage()) : nullptr;
     return encoder ? encoder->encode(quality.quality) : std::nullopt;
+}
+
+const CIContext& heifDataCIContext()
+{
+    static const CIContext& context = *new CIContext; // never destroyed
+    return context;
+}
+
+Ref<HeifEncoder> heifEncoderOf(const Ref<ZelImage>& image, bool useAlpha)
+{
+    if (!image)
+        return failAbsentInput("encode HEIF");
+    if (!useAlpha && image->cgImage)
+        return HeifEncoder::make(image->cgImage);
+    const Ref<const CIImage> filtered = image->ciImage();
+    if (!filtered)
+        return nullptr;
+    return heifRepresentation(heifDataCIContext(), filtered, useAlpha ? HeifFormat::rgba8 : HeifFormat::rgb10);
+}
+
+std::optional<Data> heifData(const Ref<ZelImage>& image, HeifQuality how)
+{
+    const Ref<HeifEncoder> encoder = heifEncoderOf(image, how.useAlpha);
+    return encoder ? encoder->encode(how.quality) : std::nullopt;
+}
+
+std::optional<Data> heifData(const Ref<ZelImage>&, HeifFrom what)
+{
+    if (!what.from)
+        return failAbsentInput("encode HEIF");
+    const Ref<HeifEncoder> encoder = HeifEncoder::make(what.from);
+    return encoder ? encoder->encode(what.quality) : std::nullopt;
+}
+
+bool saveAsHEIF(const Ref<ZelImage>& image, SaveHeif how)
+{
+    return image ? saveBeside(heifData(image, {.quality = how.quality, .useAlpha = how.useAlpha}), how.to)
+                 : failAbsentInput("save");
+}
+
+bool saveAsHEIF(const Ref<ZelImage>& image, SaveHeifDesiredSize how)
+{
+    return image ? saveBeside(heifWithin(image, how.desiredSize, SizeRule::nearest, how.useAlpha), how.to)
+                 : failAbsentInput("save");
 }
 
 bool saveToPNG(const Ref<ZelImage>& image, SaveUrl file)

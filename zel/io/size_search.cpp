@@ -68,18 +68,21 @@ private:
 
 /// Counts a picture's bytes at qualities, and keeps those of the probe that came nearest to the wanted size: they are
 /// nearly always the answer.
-class NearestJpeg {
+template <class Encoder>
+class Nearest {
 public:
-    NearestJpeg(const JpegEncoder& encoder, std::int64_t wanted)
+    Nearest(const Encoder& encoder, std::int64_t wanted)
         : encoder_(encoder), target_(static_cast<double>(wanted) * 0.975)
     {
     }
 
     std::optional<std::uint64_t> count(double quality, std::uint64_t limit)
     {
-        // The ends of the range are far from most answers, and the best quality is large.
-        if (quality <= 0 || quality >= 1)
-            return encoder_.countBytes(quality, limit);
+        if constexpr (std::is_same_v<Encoder, JpegEncoder>) {
+            // The ends of the range are far from most answers, and the best quality is large.
+            if (quality <= 0 || quality >= 1)
+                return encoder_.countBytes(quality, limit);
+        }
         std::optional<Data> bytes = encoder_.encode(quality);
         if (!bytes)
             return std::nullopt;
@@ -98,11 +101,43 @@ public:
 private:
     [[nodiscard]] double distance(std::size_t size) const { return std::fabs(static_cast<double>(size) - target_); }
 
-    const JpegEncoder& encoder_;
+    const Encoder& encoder_;
     double target_;
     std::optional<Data> kept_;
     double quality_ = 0;
 };
+
+/// Searches the quality, and reduces the picture to the size that `smaller` gives as often as it takes.
+template <class Encoder>
+std::optional<Data> within(const Ref<ZelImage>& image, std::int64_t wanted, SizeRule rule,
+                           Ref<Encoder> (*makeEncoder)(const Ref<ZelImage>&, bool), bool useAlpha,
+                           CGSize (*smallerSize)(const ZelImage&))
+{
+    Ref<ZelImage> current = image;
+    while (current) {
+        const Ref<Encoder> encoder = makeEncoder(current, useAlpha);
+        if (!encoder)
+            return std::nullopt;
+        Nearest<Encoder> nearest(*encoder, wanted);
+        const auto decision = decideQuality(
+            [&](double quality, std::uint64_t limit) { return nearest.count(quality, limit); }, wanted, rule);
+        if (!decision)
+            return std::nullopt;
+        if (!decision->shrink)
+            return nearest.at(decision->quality);
+        const CGSize smaller = boundToInt(smallerSize(*current) * 0.9);
+        if (!(smaller.width >= 1 && smaller.height >= 1))
+            return fail(ZelFailureCode::limit, "save", fmt::format("even one pixel takes more than {} bytes", wanted));
+        current = resize(current, {.to = smaller});
+    }
+    return failAbsentInput("save");
+}
+
+Ref<JpegEncoder> jpegEncoderOf(const Ref<ZelImage>& image, bool)
+{
+    const Ref<NSBitmapImageRep> rep = image->bitmapRep();
+    return rep ? JpegEncoder::make(rep->cgImage()) : nullptr;
+}
 
 } // namespace
 
@@ -131,25 +166,14 @@ std::optional<SizeDecision> decideQuality(const ByteCount& count, std::int64_t w
 
 std::optional<Data> jpegWithin(const Ref<ZelImage>& image, std::int64_t wanted, SizeRule rule)
 {
-    Ref<ZelImage> current = image;
-    while (current) {
-        const Ref<NSBitmapImageRep> rep = current->bitmapRep();
-        const Ref<JpegEncoder> encoder = rep ? JpegEncoder::make(rep->cgImage()) : nullptr;
-        if (!encoder)
-            return std::nullopt;
-        NearestJpeg nearest(*encoder, wanted);
-        const auto decision = decideQuality(
-            [&](double quality, std::uint64_t limit) { return nearest.count(quality, limit); }, wanted, rule);
-        if (!decision)
-            return std::nullopt;
-        if (!decision->shrink)
-            return nearest.at(decision->quality);
-        const CGSize smaller = boundToInt(current->size * 0.9);
-        if (!(smaller.width >= 1 && smaller.height >= 1))
-            return fail(ZelFailureCode::limit, "save", fmt::format("even one pixel takes more than {} bytes", wanted));
-        current = resize(current, {.to = smaller});
-    }
-    return failAbsentInput("save");
+    return within<JpegEncoder>(image, wanted, rule, jpegEncoderOf, false,
+                               [](const ZelImage& current) { return current.size; });
+}
+
+std::optional<Data> heifWithin(const Ref<ZelImage>& image, std::int64_t wanted, SizeRule rule, bool useAlpha)
+{
+    return within<HeifEncoder>(image, wanted, rule, heifEncoderOf, useAlpha,
+                               [](const ZelImage& current) { return current.image->size(); });
 }
 
 } // namespace zel

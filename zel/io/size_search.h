@@ -26,4 +26,11 @@ std::optional<SizeDecision> decideQuality(const ByteCount& count, std::int64_t w
 /// the reason noted.
 ZEL_API std::optional<Data> jpegWithin(const Ref<ZelImage>& image, std::int64_t wanted, SizeRule rule);
 
+/// The HEIC that `saveAsHEIF` to a size writes; where even quality 0 is larger, resized to 90 % of its points.
+ZEL_API std::optional<Data> heifWithin(const Ref<ZelImage>& image, std::int64_t wanted, SizeRule rule, bool useAlpha);
+
+class HeifEncoder;
+/// The image ready to be encoded as `heifData` does. Null with the reason noted.
+Ref<HeifEncoder> heifEncoderOf(const Ref<ZelImage>& image, bool useAlpha);
+
 } // namespace zel

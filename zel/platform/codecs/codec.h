@@ -26,7 +26,7 @@ ZEL_API std::span<const Codec> codecs();
 /// codec recognises, truncated for an empty file).
 Ref<const PixelProvider> openPicture(const Ref<const ByteSource>& source);
 
-/// What a format's file defines, one a file: jpeg.cpp, png.cpp, tiff.cpp.
+/// What a format's file defines, one a file (jpeg.cpp, png.cpp, tiff.cpp) or a container (heif.cpp).
 extern const Codec jpegCodec;
 extern const Codec pngCodec;
 extern const Codec tiffCodec;
@@ -37,5 +37,7 @@ extern const Codec jpeg2000Codec;
 extern const Codec bmpCodec;
 extern const Codec icoCodec;
 extern const Codec pnmCodec;
+extern const Codec heifCodec;
+extern const Codec avifCodec;
 
 } // namespace zel

@@ -43,4 +43,23 @@ private:
 /// planes.
 std::optional<Data> encodeJpeg(const Ref<const CGImage>& image, double quality);
 
+struct HeifOptions {
+    int bits = 8; ///< a component in the file: 8, or 10, then without alpha
+};
+
+/// A picture made ready to be written as HEIC at any number of qualities: straight alpha, colours converted to planes
+/// once, 4:2:0. The profile is embedded where it is not sRGB. Quality 0...1 is the encoder's rate factor from 50 to 0,
+/// not rounded to whole numbers. Sides of at most 16,384.
+class HeifEncoder {
+public:
+    /// Null with the reason noted; `missingPart` where the module for writing HEIF is not installed.
+    ZEL_API static Ref<HeifEncoder> make(const Ref<const CGImage>& image, const HeifOptions& options = {});
+    ZEL_API std::optional<Data> encode(double quality) const;
+
+private:
+    HeifEncoder() = default;
+    struct State;
+    Ref<State> state_;
+};
+
 } // namespace zel

@@ -95,8 +95,8 @@ std::string readableFormats()
 
 std::span<const Codec> codecs()
 {
-    static const std::array all = {jpegCodec, pngCodec,      tiffCodec, webpCodec, gifCodec,
-                                   jxlCodec,  jpeg2000Codec, bmpCodec,  icoCodec,  pnmCodec};
+    static const std::array all = {jpegCodec, pngCodec,      tiffCodec, webpCodec, gifCodec, jxlCodec,
+                                   heifCodec, jpeg2000Codec, avifCodec, bmpCodec,  icoCodec, pnmCodec};
     return all;
 }
 

@@ -30,6 +30,7 @@ std::vector<Seed> pictureSeeds()
     append(all, jxlSeeds());
     append(all, jpeg2000Seeds());
     append(all, bitmapSeeds());
+    append(all, heifSeeds());
     return all;
 }
 
@@ -50,6 +51,8 @@ std::vector<Seed> seedsOf(const std::string& target)
 {
     if (target == "decode" || target == "info")
         return pictureSeeds();
+    if (target == "boxes")
+        return heifSeeds();
     return target == "json" ? jsonSeeds() : choiceSeeds();
 }
 

@@ -21,10 +21,11 @@ std::vector<Seed> pngSeeds();
 std::vector<Seed> tiffSeeds();
 std::vector<Seed> webpSeeds();
 std::vector<Seed> gifSeeds();
-std::vector<Seed> jxlSeeds();      ///< none where libjxl is not installed
-std::vector<Seed> jpeg2000Seeds(); ///< none where OpenJPEG is not installed
-std::vector<Seed> bitmapSeeds();   ///< BMP, icons, PNM: written by hand
-std::vector<Seed> pictureSeeds();  ///< all of them
+std::vector<Seed> jxlSeeds();         ///< none where libjxl is not installed
+std::vector<Seed> jpeg2000Seeds();    ///< none where OpenJPEG is not installed
+std::vector<Seed> bitmapSeeds();      ///< BMP, icons, PNM: written by hand
+const std::vector<Seed>& heifSeeds(); ///< HEIF and AVIF, in patches of 4 × 4 pixels; made once
+std::vector<Seed> pictureSeeds();     ///< all of them
 
 /// Documents; the first byte names the record for the fuzz target `json`.
 std::vector<Seed> jsonSeeds();

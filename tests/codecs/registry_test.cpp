@@ -31,8 +31,6 @@ TEST(OpenPicture, SaysWhatItFoundInPlaceOfAPicture)
         {"half of a GIF's first letters", "GIF8"s, ZelFailureCode::notAnImage, "a GIF picture"},
         {"sound in the same container", "RIFF\x10\0\0\0WAVEfmt "s, ZelFailureCode::notAnImage,
          "data of an unknown kind"},
-        {"HEIF", "\0\0\0\x18"s + "ftypheic", ZelFailureCode::notAnImage, "a HEIF picture"},
-        {"AVIF", "\0\0\0\x18"s + "ftypavif", ZelFailureCode::notAnImage, "an AVIF picture"},
         {"a film", "\0\0\0\x18"s + "ftypisom", ZelFailureCode::notAnImage, "a film"},
         {"PDF", "%PDF-1.7\n", ZelFailureCode::notAnImage, "a PDF document"},
         {"nearly PNG", "\x89PNG\r\n\n", ZelFailureCode::notAnImage, "data of an unknown kind"},
@@ -67,6 +65,9 @@ TEST(Codecs, ContentDecides)
     } cases[] = {
         {"png", "\x89PNG\r\n\x1A\n\0\0\0\rIHDR"s},
         {"jpeg", "\xFF\xD8\xFF\xE0\0\x10JFIF\0"s},
+        {"heif", "\0\0\0\x18"s + "ftypmif1\0\0\0\0mif1heic"s},
+        {"heif", "\0\0\0\x18"s + "ftypheix\0\0\0\0mif1heix"s},
+        {"avif", "\0\0\0\x1C"s + "ftypmif1\0\0\0\0mif1avifmiaf"s},
         {"tiff", "II*\0\x08\0\0\0"s},
         {"tiff", "MM\0*\0\0\0\x08"s},
         {"tiff", "II+\0\x08\0\0\0\x10\0\0\0\0\0\0\0"s},

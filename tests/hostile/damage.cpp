@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <random>
+#include <string_view>
 
 namespace zel::damage {
 namespace {
@@ -182,6 +183,29 @@ std::vector<Field> jxlFields()
     return fields;
 }
 
+/// Sizes, counts and places of HEIF's boxes, wherever their names stand.
+std::vector<Field> heifFields(const Bytes& bytes)
+{
+    struct Place {
+        const char* box;
+        std::size_t offset; // from the name
+        int size;
+    };
+    constexpr Place places[] = {{"ispe", 8, 4}, {"ispe", 12, 4}, {"iinf", 8, 2},  {"iloc", 10, 2}, {"iloc", 8, 1},
+                                {"ipma", 8, 4}, {"dimg", 6, 2},  {"meta", 4, 4},  {"iprp", 4, 4},  {"infe", 12, 4},
+                                {"idat", 6, 2}, {"hvcC", 21, 1}, {"hvcC", 26, 1}, {"av1C", 6, 1},  {"pitm", 8, 2},
+                                {"auxC", 8, 4}, {"colr", 12, 2}};
+    std::vector<Field> fields;
+    for (const auto& [box, offset, size] : places) {
+        const std::string_view name(box);
+        const auto found = std::search(bytes.begin(), bytes.end(), name.begin(), name.end());
+        const auto at = static_cast<std::size_t>(found - bytes.begin()) + offset;
+        if (at + static_cast<std::size_t>(size) <= bytes.size())
+            fields.push_back({box + (" + " + std::to_string(offset)), at, size});
+    }
+    return fields;
+}
+
 std::vector<Field> fieldsOf(const Bytes& bytes)
 {
     if (bytes[0] == 0xFF && bytes[1] == 0x0A)
@@ -202,7 +226,7 @@ std::vector<Field> fieldsOf(const Bytes& bytes)
     case 'P':
         return pnmFields(bytes);
     case 0:
-        return icoFields();
+        return bytes[4] == 'f' ? heifFields(bytes) : icoFields(); // "ftyp"
     default:
         return tiffFields(bytes);
     }

@@ -318,7 +318,7 @@ std::optional<Contents> Reader::read()
         chain.push_back(primary);
         primary = primary->sources.size() == 1 ? item(primary->sources.front()) : nullptr;
     }
-    if (primary == nullptr)
+    if (primary == nullptr || primary->type == fourCharacters("iden"))
         return fail(ZelFailureCode::unreadable, "decode", "HEIF: its primary picture is not there");
     Contents contents;
     std::optional<Mosaic> picture = readMosaic(*primary);

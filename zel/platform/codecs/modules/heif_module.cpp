@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -54,8 +55,9 @@ bool isUnwanted(const CodedPicture& picture)
 
 // A still picture needs one buffer; a second one does no harm, sixteen of a hostile stream would.
 constexpr int mostHevcPictures = 2;
+constexpr std::size_t planeAlignment = 64, planePadding = 2 * planeAlignment;
 
-int getBuffer(de265_decoder_context* context, de265_image_spec* spec, de265_image* image, void* self) noexcept
+int getBuffer(de265_decoder_context*, de265_image_spec* spec, de265_image* image, void* self) noexcept
 {
     Decoded& decoded = *static_cast<Decoded*>(self);
     const auto width = static_cast<std::uint64_t>(std::max(0, spec->width)),
@@ -65,25 +67,40 @@ int getBuffer(de265_decoder_context* context, de265_image_spec* spec, de265_imag
         decoded.tooLarge = true;
         return 0;
     }
-    if (de265_get_default_image_allocation_functions()->get_buffer(context, spec, image, nullptr) == 0)
-        return 0;
-    ++decoded.pictures;
-    // What damaged data leave out is black or green, and never what was in memory before.
-    for (int channel = 0; channel < 3; ++channel) {
-        int stride = 0;
-        const std::uint8_t* const plane = de265_get_image_plane(image, channel, &stride);
-        if (plane != nullptr)
-            std::memset(const_cast<std::uint8_t*>(plane), 0,
-                        static_cast<std::size_t>(stride) *
-                            static_cast<std::size_t>(de265_get_image_height(image, channel)));
+    const bool isMono = spec->format == de265_image_format_mono8;
+    const unsigned shiftX =
+        spec->format == de265_image_format_YUV420P8 || spec->format == de265_image_format_YUV422P8 ? 1 : 0;
+    const unsigned shiftY = spec->format == de265_image_format_YUV420P8 ? 1 : 0;
+    const std::uint64_t unit = static_cast<std::uint64_t>(std::max(16, spec->alignment));
+    void* memory[3] = {};
+    for (int channel = 0; channel < (isMono ? 1 : 3); ++channel) {
+        const std::uint64_t across = channel == 0 ? width : (width + shiftX) >> shiftX,
+                            along = channel == 0 ? height : (height + shiftY) >> shiftY;
+        const std::uint64_t stride = (across + unit - 1) / unit * unit;
+        // Zeros, since damaged data leave parts of a picture out; for samples of two bytes, since the format does not
+        // say. Pages that nobody touches cost nothing.
+        memory[channel] = std::calloc(static_cast<std::size_t>(2 * stride * along + planePadding), 1);
+        if (memory[channel] == nullptr) {
+            for (void* const each : memory)
+                std::free(each);
+            return 0;
+        }
+        void* aligned = memory[channel];
+        std::size_t room = planePadding;
+        std::align(planeAlignment, 1, aligned, room);
+        de265_set_image_plane(image, channel, aligned, static_cast<int>(stride), memory[channel]);
     }
+    ++decoded.pictures;
     return 1;
 }
 
-void releaseBuffer(de265_decoder_context* context, de265_image* image, void* self) noexcept
+void releaseBuffer(de265_decoder_context*, de265_image* image, void* self) noexcept
 {
     --static_cast<Decoded*>(self)->pictures;
-    de265_get_default_image_allocation_functions()->release_buffer(context, image, nullptr);
+    for (int channel = 0; channel < 3; ++channel) {
+        std::free(de265_get_image_plane_user_data(image, channel));
+        de265_set_image_plane(image, channel, nullptr, 0, nullptr);
+    }
 }
 
 std::size_t number(const std::uint8_t* bytes, std::size_t count)
@@ -191,7 +208,7 @@ bool decodeHevc(const CodedPicture& picture, Decoded& decoded, Planes& planes, c
         const de265_error result = de265_decode(decoded.hevc, &more);
         if (const de265_image* const image = de265_get_next_picture(decoded.hevc)) {
             // Only what went wrong gives a warning here.
-            planes.isDamaged = planes.isDamaged || de265_get_warning(decoded.hevc) != DE265_OK;
+            planes.isDamaged = planes.isDamaged || result != DE265_OK || de265_get_warning(decoded.hevc) != DE265_OK;
             if (fill(image, planes))
                 return true;
             trouble = "its planes are of different depths or sizes";

@@ -76,10 +76,10 @@ int getBuffer(de265_decoder_context*, de265_image_spec* spec, de265_image* image
     for (int channel = 0; channel < (isMono ? 1 : 3); ++channel) {
         const std::uint64_t across = channel == 0 ? width : (width + shiftX) >> shiftX,
                             along = channel == 0 ? height : (height + shiftY) >> shiftY;
-        const std::uint64_t stride = (across + unit - 1) / unit * unit;
-        // Zeros, since damaged data leave parts of a picture out; for samples of two bytes, since the format does not
-        // say. Pages that nobody touches cost nothing.
-        memory[channel] = std::calloc(static_cast<std::size_t>(2 * stride * along + planePadding), 1);
+        const std::uint64_t bytes = de265_get_bits_per_pixel(image, channel) > 8 ? 2 : 1;
+        const std::uint64_t stride = (across + unit - 1) / unit * unit * bytes;
+        // Zeros, since damaged data leave parts of a picture out.
+        memory[channel] = std::calloc(static_cast<std::size_t>(stride * along + planePadding), 1);
         if (memory[channel] == nullptr) {
             for (void* const each : memory)
                 std::free(each);

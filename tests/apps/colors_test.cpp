@@ -37,8 +37,8 @@ TEST(Average, IsTextAndJson)
     EXPECT_EQ(folder.text("old.txt"), "COLOR      RED     GREEN   BLUE  ALPHA   FILE\n"
                                       "#c8640080  200.00  100.00  0.00  127.50  a.png\n");
     const auto facts = Json::parse(zel(folder, {"average", "a.png", "--json"}).out).at("inputs").at(0);
-    EXPECT_EQ(facts.at("color"), "#c8640080");
-    EXPECT_EQ(facts.at("average"), Json({200.0, 100.0, 0.0, 127.5}));
+    EXPECT_EQ(facts.at("color").get<std::string>(), "#c8640080");
+    EXPECT_EQ(facts.at("average").get<std::vector<double>>(), (std::vector{200.0, 100.0, 0.0, 127.5}));
     EXPECT_EQ(zel(folder, {"average", "none.png", "-o", "old.txt"}).status, 3);
     EXPECT_THAT(folder.text("old.txt"), HasSubstr("#c8640080")) << "nothing takes the place of what stands there";
 }
@@ -53,8 +53,8 @@ TEST(Colors, AreTextJsonAndSwatches)
 
     ASSERT_EQ(zel(folder, {"colors", "a.png", "--grid", "2x1", "-o", "a.json"}).status, 0);
     const auto document = Json::parse(folder.text("a.json"));
-    EXPECT_EQ(document.at("version"), 1);
-    EXPECT_EQ(document.at("columns"), 2);
+    EXPECT_EQ(document.at("version").get<int>(), 1);
+    EXPECT_EQ(document.at("columns").get<int>(), 2);
     const auto colors = ZelImageHelper::decodeColorList(folder.text("a.json"));
     ASSERT_TRUE(colors && colors->size() == 2);
     EXPECT_NEAR(colors->back().greenComponent, 50 / 255.0, 1e-6);
@@ -100,15 +100,14 @@ TEST(Compare, MeasuresEveryPixel)
         const auto ended = zel(folder, words);
         EXPECT_EQ(ended.status, c.status) << ended.err;
         const auto facts = Json::parse(ended.out).at("inputs").at(0);
-        EXPECT_EQ(facts.at("reference"), c.words[0]);
-        EXPECT_NEAR(facts.at("mean"), c.mean, 1e-6);
-        EXPECT_EQ(facts.at("largest"), c.largest);
-        EXPECT_NEAR(facts.at("differing"), c.differing, 1e-6);
-        EXPECT_NEAR(facts.at("grid"), c.grid, 0.01); // 0.51 rounds to 1 of 255
-        if (c.psnr.is_null())
-            EXPECT_TRUE(facts.at("psnr").is_null());
-        else
-            EXPECT_NEAR(facts.at("psnr"), c.psnr.get<double>(), 1e-3);
+        EXPECT_EQ(facts.at("reference").get<std::string>(), c.words[0]);
+        EXPECT_NEAR(facts.at("mean").get<double>(), c.mean, 1e-6);
+        EXPECT_EQ(facts.at("largest").get<double>(), c.largest);
+        EXPECT_NEAR(facts.at("differing").get<double>(), c.differing, 1e-6);
+        EXPECT_NEAR(facts.at("grid").get<double>(), c.grid, 0.01); // 0.51 rounds to 1 of 255
+        EXPECT_EQ(facts.at("psnr").is_null(), c.psnr.is_null());
+        if (!c.psnr.is_null())
+            EXPECT_NEAR(facts.at("psnr").get<double>(), c.psnr.get<double>(), 1e-3);
         EXPECT_EQ(facts.contains("exceeds"), c.words.size() > 2);
     }
     const auto sizes = zel(folder, {"compare", "black.png", "small.png"});

@@ -112,8 +112,11 @@ public:
         facts_.orientation = orientation;
     }
     const PictureFacts& facts() const override { return facts_; }
-    bool decode(const Request&, const RowSink& sink) const override
+    bool canReduce(int) const override { return true; }
+    bool decode(const Request& request, const RowSink& sink) const override
     {
+        if (request.denominator != 1)
+            return false; // a reduced picture's pixels are rounded means
         const auto pixels = pixelsOf(*stored_);
         for (int y = 0; y < pixels.height; y += 3)
             if (!sink(y, pixels.rows(y, std::min(3, pixels.height - y))))

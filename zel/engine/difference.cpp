@@ -31,8 +31,10 @@ void addStretch(const std::uint8_t* a, const std::uint8_t* b, int pixels, int to
         alphas &= static_cast<unsigned>(a[4 * x + 3] & b[4 * x + 3]);
     if (largest > tolerance)
         for (int x = 0; x < pixels; ++x) {
-            const auto beyond = [&](int i) { return std::abs(a[4 * x + i] - b[4 * x + i]) > tolerance; };
-            differing += (beyond(0) | beyond(1) | beyond(2) | beyond(3)) ? 1U : 0U;
+            int most = 0;
+            for (int i = 4 * x; i < 4 * x + 4; ++i)
+                most = std::max(most, std::abs(a[i] - b[i]));
+            differing += most > tolerance ? 1U : 0U;
         }
     sums.opaque = sums.opaque && alphas == 255;
     sums.absolute += absolute;

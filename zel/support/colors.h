@@ -26,8 +26,7 @@ struct ColorListOfImage {
     CGSize reduceToSize; ///< columns and rows, truncated
 };
 
-/// Clear black (alpha 0) where the picture has no pixels. Cost: one decoding that keeps no pixels, of a JPEG at an
-/// eighth of its size.
+/// Clear black (alpha 0) where the picture has no pixels. Cost: one decoding that keeps no pixels.
 ZEL_API NSColor getAverageColorOfImage(const Ref<ZelImage>& image);
 /// Of the picture drawn at its `size`. Clear black outside it and where there are no pixels. Decodes the picture once
 /// and keeps its pixels.

@@ -7,8 +7,8 @@
 namespace zel {
 
 /// The mean colour over every pixel: red, green, blue, alpha, 0...255, in sRGB. Colours are weighted by alpha, and 0
-/// where all is clear. Absent with the reason noted where the picture does not decode. Cost: one decoding without
-/// keeping the pixels; of a JPEG at an eighth of its size, whose pixels are the blocks' means.
+/// where all is clear. Absent with the reason noted where the picture does not decode. Cost: one decoding of
+/// every pixel, without keeping them.
 ZEL_API std::optional<std::array<double, 4>> meanColor(const CGImage& image);
 
 /// The mean colours over the cells of a grid that is laid over the upright picture, row after row from the top: red,

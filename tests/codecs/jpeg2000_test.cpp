@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace zel {
 namespace {
 
@@ -107,6 +109,42 @@ TEST(Jpeg2000, HalvedSizesComeFromFewerLevels)
     EXPECT_EQ(rows, 4);
 }
 
+/// 300 x 150 dots an inch for display: 11811 and 59055 / 10 dots a metre, beside another figure for the capture. The
+/// box with the number that stands for EXIF says orientation 3.
+TEST(Jpeg2000, SaysResolutionAndOrientation)
+{
+    seeds::Bytes file = seeds::encodeJpeg2000({.width = 9, .height = 7});
+    const std::string_view name = "jp2h";
+    const auto found = std::search(file.begin(), file.end(), name.begin(), name.end());
+    ASSERT_NE(found, file.end());
+    const auto at = found - file.begin();
+    const test::Bytes resolution = test::Bytes()
+                                       .u8({0, 0, 0, 44})
+                                       .text("res ")
+                                       .u8({0, 0, 0, 18})
+                                       .text("resc")
+                                       .u8({0, 1, 0, 1, 0, 1, 0, 1, 3, 3})
+                                       .u8({0, 0, 0, 18})
+                                       .text("resd")
+                                       .u8({0xE6, 0xAF, 0, 100, 0x2E, 0x23, 0, 1, 1, 0});
+    const auto end = file.begin() + at - 4 + file[static_cast<std::size_t>(at - 1)];
+    file[static_cast<std::size_t>(at - 1)] = static_cast<std::uint8_t>(file[static_cast<std::size_t>(at - 1)] + 44);
+    file.insert(end, resolution.data.begin(), resolution.data.end());
+    const test::Bytes exif = test::Bytes()
+                                 .u8({0, 0, 0, 50})
+                                 .text("uuidJpgTiffExif->JP2II*")
+                                 .u8({0})
+                                 .u32({8})
+                                 .u16({1, 0x0112, 3})
+                                 .u32({1, 3, 0});
+    file.insert(file.end(), exif.data.begin(), exif.data.end());
+    const auto picture = test::open(file);
+    ASSERT_TRUE(picture) << ZelFailure::last().message;
+    EXPECT_NEAR(picture->facts().dpiX, 300, 0.01);
+    EXPECT_NEAR(picture->facts().dpiY, 150, 0.01);
+    EXPECT_EQ(picture->facts().orientation, Orientation::down);
+}
+
 TEST(Jpeg2000, EndsEarlyOrIsRefused)
 {
     const seeds::Bytes whole = seeds::encodeJpeg2000({.width = 64, .height = 64, .isBoxed = false, .tile = 16});
@@ -174,6 +212,38 @@ TEST(Jxl, SaysHowItIsTurned)
     ASSERT_TRUE(picture);
     EXPECT_EQ(picture->facts().orientation, Orientation::right);
     EXPECT_EQ(picture->facts().layout.width, 5);
+    EXPECT_EQ(test::decode(*picture).at(4, 2), expectedAt({}, 4, 2));
+}
+
+/// In boxes, with EXIF behind the pixels that states 144 dots an inch and another orientation, which does not count.
+TEST(Jxl, InBoxes)
+{
+    const seeds::Bytes stream = seeds::encodeJxl({.width = 5, .height = 3});
+    test::Bytes file =
+        test::Bytes()
+            .u8({0, 0, 0, 12})
+            .text("JXL ")
+            .u8({13, 10, 0x87, 10, 0, 0, 0, 20})
+            .text("ftypjxl ")
+            .u32({0})
+            .text("jxl ")
+            .u8({0, 0, static_cast<int>((stream.size() + 8) >> 8), static_cast<int>((stream.size() + 8) & 255)})
+            .text("jxlc");
+    file.add({stream});
+    file.u8({0, 0, 0, 66})
+        .text("Exif")
+        .u32({0})
+        .text("II*")
+        .u8({0})
+        .u32({8})
+        .u16({2, 0x0112, 3})
+        .u32({1, 8})
+        .u16({0x011A, 5})
+        .u32({1, 38, 0, 144, 1, 0});
+    const auto picture = test::open(file.data);
+    ASSERT_TRUE(picture) << ZelFailure::last().message;
+    EXPECT_EQ(picture->facts().orientation, Orientation::up);
+    EXPECT_EQ(picture->facts().dpiX, 144);
     EXPECT_EQ(test::decode(*picture).at(4, 2), expectedAt({}, 4, 2));
 }
 

@@ -190,7 +190,8 @@ std::optional<Header> readHeader(const ByteSource& source)
 {
     Header header;
     std::array<std::uint8_t, 2> head{};
-    source.read(0, head);
+    if (source.read(0, head) < head.size())
+        return failShort();
     if (big16(head.data()) == startOfStream) {
         if (!readStream(source, 0, source.size(), header))
             return std::nullopt;

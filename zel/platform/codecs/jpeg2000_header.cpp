@@ -163,8 +163,8 @@ double dotsAnInch(const std::uint8_t* bytes, std::uint8_t exponent)
     return below > 0 ? plausibleDpi(big16(bytes) / below * std::pow(10.0, power) * metresPerInch) : 0;
 }
 
-/// The resolution for display, or else that of the capture.
-void readResolution(const ByteSource& source, const IsoBox& outer, Header& header)
+/// The resolution for display, or else that of the capture: in a box "res " of the header box, no deeper.
+void readResolution(const ByteSource& source, const IsoBox& outer, bool isHeaderBox, Header& header)
 {
     std::uint64_t at = outer.data;
     for (int i = 0; i < mostBoxes; ++i) {
@@ -172,8 +172,8 @@ void readResolution(const ByteSource& source, const IsoBox& outer, Header& heade
         if (!box)
             return;
         at = box->end;
-        if (box->type == boxType("res "))
-            readResolution(source, *box, header);
+        if (isHeaderBox && box->type == boxType("res "))
+            readResolution(source, *box, false, header);
         std::array<std::uint8_t, 10> bytes{};
         const bool isDisplay = box->type == boxType("resd");
         if ((!isDisplay && box->type != boxType("resc")) || (!isDisplay && header.dpiX > 0) ||
@@ -204,7 +204,7 @@ std::optional<Header> readHeader(const ByteSource& source)
         if (!box)
             return failShort();
         if (box->type == boxType("jp2h"))
-            readResolution(source, *box, header);
+            readResolution(source, *box, true, header);
         if (box->type == boxType("jp2c")) {
             if (!readStream(source, box->data, box->end, header))
                 return std::nullopt;

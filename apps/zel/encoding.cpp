@@ -121,6 +121,8 @@ std::optional<Data> encodePicture(const Ref<ZelImage>& image, Format format, con
         return encodeTiff(image->cgImage, {.dpiX = resolution.x, .dpiY = resolution.y});
     case Format::heif:
         return encodeHeif(image, options);
+    case Format::pnm:
+        return encodePnm(image->cgImage);
     }
     return std::nullopt;
 }

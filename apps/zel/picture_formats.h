@@ -4,9 +4,9 @@
 namespace zel::program {
 
 /// A format that pictures are written in.
-enum class Format { jpeg, png, tiff, heif };
+enum class Format { jpeg, png, tiff, heif, pnm };
 
-/// "jpeg", "png", "tiff", "heif".
+/// "jpeg", "png", "tiff", "heif", "pnm".
 std::string_view formatName(Format format);
 /// What a name without an extension gets: "jpg", "png", "tif", "heic".
 std::string_view usualExtension(Format format);
@@ -14,7 +14,7 @@ std::string_view usualExtension(Format format);
 std::optional<Format> formatNamed(std::string_view name);
 /// The format behind a file's extension ("photo.JPG", with or without folders); absent where there is none we write.
 std::optional<Format> formatOfFile(std::string_view file);
-/// "jpeg, png, tiff, heif", for messages.
+/// "jpeg, png, tiff, heif, pnm", for messages.
 std::string writableFormats();
 
 /// True for names that end as pictures' names do, of every format that can be read.

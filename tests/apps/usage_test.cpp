@@ -66,7 +66,7 @@ const WrongUsage wrongUsages[] = {
     {"time that is none", {"convert", "a.png", "-o", "c.jpg", "--timeout", "soon"}, "'soon' is no time"},
     {"unknown format",
      {"convert", "a.png", "-o", "c", "--format", "gif"},
-     "--format: 'gif' is none of jpeg, png, tiff"},
+     "--format: 'gif' is none of jpeg, png, tiff, heif, pnm"},
     {"extension of no format", {"convert", "a.png", "-o", "c.xyz"}, "no picture is written as .xyz"},
     {"colour that is none", {"convert", "a.png", "-o", "c.jpg", "--background", "#12"}, "'#12' is no colour"},
     {"colour with other digits", {"convert", "a.png", "-o", "c.jpg", "--background", "#12345g"}, "is no colour"},

@@ -1,8 +1,11 @@
+#include <zel/platform/codecs/encode.h>
 #include <zel/platform/foundation/failure.h>
 
 #include <codecs/bytes.h>
 
 #include <gtest/gtest.h>
+
+#include <cstring>
 
 namespace zel {
 namespace {
@@ -135,6 +138,42 @@ TEST(Pnm, TextThatBeginsLikeOneIsNone)
         EXPECT_EQ(test::open(text(letters).data), nullptr);
         EXPECT_EQ(ZelFailure::last().code, ZelFailureCode::notAnImage) << letters;
     }
+}
+
+TEST(Pnm, IsWrittenAsColoursOverWhite)
+{
+    using Data16 = std::vector<std::uint16_t>;
+    const auto deep = [](const Data16& samples) {
+        std::vector<std::uint8_t> bytes(samples.size() * 2);
+        std::memcpy(bytes.data(), samples.data(), bytes.size());
+        return Data(std::move(bytes));
+    };
+    const auto layout = [](int width, int bits, CGAlphaInfo info, bool isGray = false) {
+        return CGImage::Layout{width, 1, bits, info, {}, isGray};
+    };
+    const struct {
+        const char* name;
+        Ref<const CGImage> picture;
+        std::string file;
+    } table[] = {
+        {"opaque", CGImage::make(layout(2, 8, CGAlphaInfo::noneSkipLast), Data({1, 2, 3, 4, 250, 251, 252, 0}), 8),
+         "P6\n2 1\n255\n\x01\x02\x03\xFA\xFB\xFC"},
+        {"grey", CGImage::make(layout(1, 8, CGAlphaInfo::noneSkipLast, true), Data({7, 7, 7, 0}), 4),
+         "P6\n1 1\n255\n\x07\x07\x07"},
+        {"premultiplied", CGImage::make(layout(1, 8, CGAlphaInfo::premultipliedLast), Data({64, 0, 32, 128}), 4),
+         std::string("P6\n1 1\n255\n\xBF\x7F\x9F")},
+        {"straight, alpha first", CGImage::make(layout(1, 8, CGAlphaInfo::first), Data({0, 9, 9, 9}), 4),
+         "P6\n1 1\n255\n\xFF\xFF\xFF"},
+        {"deep, high byte first",
+         CGImage::make(layout(1, 16, CGAlphaInfo::noneSkipLast), deep({0x0102, 0x0304, 0xFFFE, 0}), 8),
+         "P6\n1 1\n65535\n\x01\x02\x03\x04\xFF\xFE"},
+    };
+    for (const auto& c : table) {
+        const auto file = encodePnm(c.picture);
+        ASSERT_TRUE(file) << c.name;
+        EXPECT_EQ(std::string(file->span().begin(), file->span().end()), c.file) << c.name;
+    }
+    EXPECT_FALSE(encodePnm(nullptr));
 }
 
 } // namespace

@@ -18,6 +18,9 @@ struct TiffOptions {
 /// LZW with predictor. `missingPart` where the TIFF module is not installed.
 ZEL_API std::optional<Data> encodeTiff(const Ref<const CGImage>& image, const TiffOptions& options);
 
+/// PPM (P6), 8 or 16 bits, sRGB, laid over white.
+ZEL_API std::optional<Data> encodePnm(const Ref<const CGImage>& image);
+
 /// A picture made ready to be encoded as JPEG at any number of qualities: laid over white, colours converted to planes
 /// once. 4:2:0 below quality 0.97, 4:4:4 from there; grey pictures get one component. JFIF header first. A picture that
 /// is a whole JPEG, upright and sampled like that, is not decoded: its coefficients go to the new quantisers straight,

@@ -106,8 +106,9 @@ TEST(Compare, MeasuresEveryPixel)
         EXPECT_NEAR(facts.at("differing").get<double>(), c.differing, 1e-6);
         EXPECT_NEAR(facts.at("grid").get<double>(), c.grid, 0.01); // 0.51 rounds to 1 of 255
         EXPECT_EQ(facts.at("psnr").is_null(), c.psnr.is_null());
-        if (!c.psnr.is_null())
+        if (!c.psnr.is_null()) {
             EXPECT_NEAR(facts.at("psnr").get<double>(), c.psnr.get<double>(), 1e-3);
+        }
         EXPECT_EQ(facts.contains("exceeds"), c.words.size() > 2);
     }
     const auto sizes = zel(folder, {"compare", "black.png", "small.png"});

@@ -60,7 +60,7 @@ const WrongUsage wrongUsages[] = {
      "--quality and --max-bytes exclude each other"},
     {"bytes of a PNG",
      {"export", "a.png", "-o", "c.png", "--max-bytes", "1k"},
-     "--max-bytes is for JPEG, the output is png (hint: --format jpeg)"},
+     "--max-bytes is for JPEG and HEIF, the output is png (hint: --format jpeg)"},
     {"size with an unknown letter", {"export", "a.png", "-o", "c.jpg", "--max-bytes", "200x"}, "'200x' is no size"},
     {"number in a foreign notation", {"export", "a.png", "-o", "c.jpg", "--max-bytes", "1,5M"}, "'1,5M' is no size"},
     {"time that is none", {"convert", "a.png", "-o", "c.jpg", "--timeout", "soon"}, "'soon' is no time"},

@@ -270,6 +270,22 @@ TEST(Jxl, EndsEarlyOrIsRefused)
     EXPECT_EQ(ZelFailure::last().code, ZelFailureCode::limit);
 }
 
+/// The libraries' own words about damage stay away from standard error.
+TEST(Jxl, DamageIsToldInNotesAlone)
+{
+    const seeds::Bytes whole = seeds::encodeJxl({.width = 48, .height = 48});
+    testing::internal::CaptureStderr();
+    int failures = 0;
+    for (std::size_t at = 4; at < whole.size(); at += 5) {
+        seeds::Bytes damaged = whole;
+        damaged[at] ^= 0x55;
+        const auto picture = test::open(damaged);
+        failures += picture && test::decode(*picture).complete ? 0 : 1;
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_GT(failures, 0);
+}
+
 #endif
 
 } // namespace

@@ -123,6 +123,24 @@ TEST(Pictures, ExportStaysWithinItsBytes)
     }
 }
 
+TEST(Pictures, HeicAndItsBytes)
+{
+    const TemporaryFolder folder;
+    folder.put("a.png", pngFile(200, 100, [](int x, int y) {
+                   return Pixel{static_cast<std::uint8_t>(x * y), static_cast<std::uint8_t>(x ^ y), 90, 255};
+               }));
+    ASSERT_EQ(zel(folder, {"convert", "a.png", "-o", "b.heic"}).status, 0);
+    EXPECT_EQ(folder.text("b.heic").substr(4, 8), "ftypheic");
+    const auto info = zel(folder, {"info", "b.heic", "--json"});
+    EXPECT_NE(info.out.find("\"heif\""), std::string::npos) << info.out;
+    // Below what any quality gives: reduced from its pixels, whatever the resolution of the input makes of its points.
+    for (const int most : {3000, 1200}) {
+        const auto ended = zel(folder, {"export", "a.png", "-o", "b.heic", "--max-bytes", std::to_string(most)});
+        ASSERT_EQ(ended.status, 0) << ended.err;
+        EXPECT_LE(folder.text("b.heic").size(), static_cast<std::size_t>(most));
+    }
+}
+
 TEST(Pictures, AByteLimitMayTakeASuffix)
 {
     const TemporaryFolder folder;

@@ -148,13 +148,26 @@ void tryJpeg(const Ref<const CGImage>& picture, double quality)
     }
 }
 
+/// Laid over white, and otherwise every colour; two roundings where it was to be premultiplied.
+void tryPnm(const Ref<const CGImage>& picture)
+{
+    const Ref<const CGImage> back = readBack(encodePnm(picture), *picture);
+    require(back->layout().bitsPerComponent == picture->layout().bitsPerComponent, "the depth of the picture");
+    const std::vector<double> before = straight(*picture), after = straight(*back);
+    const double step = 1.0 / (picture->layout().bitsPerComponent == 8 ? 255 : 65535);
+    for (std::size_t i = 0; i < before.size(); ++i) {
+        const double alpha = before[i / 4 * 4 + 3], wanted = i % 4 == 3 ? 1 : before[i] * alpha + 1 - alpha;
+        require(std::abs(wanted - after[i]) < 1.01 * step, "the colours over white");
+    }
+}
+
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const ZelLimits::Scope scope(checks::tightLimits());
     fuzz::Choices choices(data, size);
-    const int format = choices.byte() % 4;
+    const int format = choices.byte() % 5;
     const double quality = choices.byte() % 3 == 0 ? 1 : choices.fraction();
     const double dpi = choices.byte();
     const Ref<const CGImage> picture = makePicture(choices);
@@ -164,6 +177,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
                     *readBack(encodePng(picture, {.dpiX = dpi, .dpiY = dpi, .smallest = size % 8 == 0}), *picture));
     else if (format == 1)
         requireSame(*picture, *readBack(encodeTiff(picture, {.dpiX = dpi, .dpiY = dpi}), *picture));
+    else if (format == 4)
+        tryPnm(picture);
     else
         tryJpeg(picture, quality);
     return 0;

@@ -1,6 +1,8 @@
 #include <zel/platform/codecs/exif_extract.h>
 
 #include <zel/platform/codecs/exif_directories.h>
+#include <zel/platform/codecs/heif_boxes.h>
+#include <zel/platform/foundation/notes.h>
 #include <zel/platform/codecs/iso_box.h>
 
 #include <algorithm>
@@ -116,6 +118,29 @@ Bytes ofBoxes(const ByteSource& source)
     return {};
 }
 
+/// The item of type "Exif" that describes the primary picture: a length of what stands before the block, then that,
+/// then the block (ISO/IEC 23008-12, annex A.2.1).
+Bytes ofHeif(const ByteSource& source)
+{
+    const NotesOnTrial silent; // a file whose boxes make no sense says so when it is opened
+    const auto tables = heif::readTables(source);
+    if (!tables)
+        return {};
+    for (const heif::Reference& reference : tables->references) {
+        const auto item = tables->items.find(reference.from);
+        if (reference.type != heif::fourCharacters("cdsc") || reference.to != tables->primary ||
+            item == tables->items.end() || item->second.type != heif::fourCharacters("Exif"))
+            continue;
+        Bytes bytes = heif::readItem(source, item->second, mostBytes);
+        heif::Fields fields(bytes);
+        const std::uint64_t before = fields.u32();
+        fields.take(before);
+        const auto rest = fields.rest();
+        return fields.good() ? withoutName({rest.begin(), rest.end()}) : Bytes();
+    }
+    return {};
+}
+
 } // namespace
 
 std::vector<std::uint8_t> exifBlockOf(const ByteSource& source)
@@ -135,6 +160,8 @@ std::vector<std::uint8_t> exifBlockOf(const ByteSource& source)
         return ofChunks(source, {.first = 12, .isPng = false, .wanted = "EXIF"});
     if (holds(4, "JXL ") || holds(4, "jP  "))
         return ofBoxes(source);
+    if (holds(4, "ftyp"))
+        return ofHeif(source);
     if (holds(0, std::string_view("II*\0", 4)) || holds(0, std::string_view("MM\0*", 4)))
         return gatherDirectories(source);
     return {};

@@ -13,6 +13,9 @@ endif()
 if(TARGET CLIImageResizer)
   install(TARGETS CLIImageResizer RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/zelimaging COMPONENT runtime)
 endif()
+if(TARGET zel-documents)
+  install(TARGETS zel-documents RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/zelimaging COMPONENT documents)
+endif()
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
 
 # Which headers are public is found out when they are installed, so that an edited include never leaves a stale list.

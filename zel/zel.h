@@ -8,6 +8,7 @@
 #include <zel/core/context_image.h>
 #include <zel/core/geometry.h>
 #include <zel/core/image.h>
+#include <zel/io/documents.h>
 #include <zel/io/encode.h>
 #include <zel/io/exif.h>
 #include <zel/io/lossless_jpeg.h>

@@ -54,11 +54,7 @@ std::string programPath()
     const std::string bundled = bundlePath().append(inBundle).append(programName);
     if (isProgram(bundled))
         return bundled;
-    for (const std::string& folder : moduleFolders())
-        for (const std::string_view relative : {"/", "/../../libexec/zelimaging/", "/../../../libexec/zelimaging/"})
-            if (const std::string path = std::string(folder).append(relative).append(programName); isProgram(path))
-                return path;
-    return bundled;
+    return installedProgram(programName).value_or(bundled);
 }
 
 /// DONE, done, Done at the end of the answer.

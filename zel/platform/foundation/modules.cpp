@@ -61,6 +61,18 @@ std::vector<std::string> moduleFolders()
     return folders;
 }
 
+std::optional<std::string> installedProgram(std::string_view name)
+{
+    for (const std::string& folder : moduleFolders())
+        for (const std::string_view relative : {"", "/../../libexec/zelimaging", "/../../../libexec/zelimaging"}) {
+            std::optional<std::string> path = joinPath(std::string(folder).append(relative), name);
+            struct stat facts {};
+            if (path && systemFileCalls().fstatat(AT_FDCWD, path->c_str(), &facts, 0) == 0 && S_ISREG(facts.st_mode))
+                return path;
+        }
+    return std::nullopt;
+}
+
 const void* openModule(std::string_view name, std::string_view package, std::uint32_t version)
 {
     const std::scoped_lock lock(opened().mutex);

@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,5 +30,9 @@ const Api* openModule(std::string_view name, std::string_view package)
 /// Where modules are looked for, in this order: the folder "zelimaging" beside, in the lib folder beside, or in the lib
 /// folder above the folder of the library or program that contains this code.
 std::vector<std::string> moduleFolders();
+
+/// The path of a program of our own that the library runs: in a module folder, or in libexec/zelimaging of the tree
+/// that it belongs to. Absent where it is not installed (not noted).
+std::optional<std::string> installedProgram(std::string_view name);
 
 } // namespace zel

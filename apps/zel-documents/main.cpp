@@ -1,0 +1,144 @@
+#include "document.h"
+#include "lockdown.h"
+
+#include <QCoreApplication>
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <string_view>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+// zel-documents KIND BYTES SECONDS: renders the pages of one document for the library, which starts it and talks to it
+// as protocol.h tells; of no use by itself. It fences itself in before it reads the first byte of the document.
+namespace zel::documents {
+namespace {
+
+std::optional<std::uint64_t> number(std::string_view text)
+{
+    std::uint64_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc{} && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
+}
+
+/// A descriptor's memory as far as it reaches now; empty where there is none.
+class Mapping {
+public:
+    Mapping(int descriptor, int access) : descriptor_(descriptor), access_(access) {}
+    ~Mapping() { unmap(); }
+    Mapping(const Mapping&) = delete;
+    Mapping& operator=(const Mapping&) = delete;
+
+    std::span<std::uint8_t> reach()
+    {
+        struct stat facts {};
+        if (::fstat(descriptor_, &facts) != 0 || facts.st_size <= 0)
+            return {};
+        const auto size = static_cast<std::size_t>(facts.st_size);
+        if (size != mapped_.size()) {
+            unmap();
+            void* memory = ::mmap(nullptr, size, access_, MAP_SHARED, descriptor_, 0);
+            if (memory != MAP_FAILED)
+                mapped_ = {static_cast<std::uint8_t*>(memory), size};
+        }
+        return mapped_;
+    }
+
+private:
+    void unmap()
+    {
+        if (!mapped_.empty())
+            ::munmap(mapped_.data(), mapped_.size());
+        mapped_ = {};
+    }
+
+    int descriptor_;
+    int access_;
+    std::span<std::uint8_t> mapped_;
+};
+
+bool say(const Reply& reply)
+{
+    return ::send(socketDescriptor, &reply, sizeof reply, MSG_NOSIGNAL) == static_cast<ssize_t>(sizeof reply);
+}
+
+bool hear(Request& request)
+{
+    for (;;) {
+        const ssize_t length = ::recv(socketDescriptor, &request, sizeof request, 0);
+        if (length < 0 && errno == EINTR)
+            continue;
+        return length == static_cast<ssize_t>(sizeof request) && request.version == version;
+    }
+}
+
+Reply answer(Document& document, const Request& request, Mapping& rows)
+{
+    Reply reply;
+    reply.pages = document.pages();
+    reply.status = Status::noPage;
+    const std::optional<PointSize> size = document.size(request.page);
+    if (!size)
+        return reply;
+    reply.pointWidth = size->width;
+    reply.pointHeight = size->height;
+    if (request.width < 1 || request.height < 1) {
+        reply.status = Status::done;
+        return reply;
+    }
+    const std::size_t bytes = static_cast<std::size_t>(request.width) * static_cast<std::size_t>(request.height) * 4;
+    const std::span<std::uint8_t> memory = rows.reach();
+    if (memory.size() < bytes || !document.render(request.page, request.width, request.height, memory.first(bytes)))
+        return reply;
+    reply.status = Status::done;
+    reply.width = request.width;
+    reply.height = request.height;
+    return reply;
+}
+
+int serve(Kind kind, std::uint64_t seconds)
+{
+    Mapping input(bytesDescriptor, PROT_READ);
+    Mapping rows(rowsDescriptor, PROT_READ | PROT_WRITE);
+    allowSeconds(seconds);
+    const Opened opened = kind == Kind::pdf ? openPdf(input.reach()) : openSvg(input.reach());
+    Reply first;
+    first.status = opened.status;
+    first.pages = opened.document ? opened.document->pages() : 0;
+    if (!say(first) || !opened.document)
+        return 1;
+    Request request;
+    while (hear(request)) {
+        allowSeconds(seconds);
+        if (!say(answer(*opened.document, request, rows)))
+            return 1;
+    }
+    return 0;
+}
+
+} // namespace
+} // namespace zel::documents
+
+int main(int argumentCount, char** arguments)
+{
+    using namespace zel::documents;
+    if (argumentCount != 1 + zel::documents::argumentCount)
+        return 2;
+    const auto kind = number(arguments[1]), bytes = number(arguments[2]), seconds = number(arguments[3]);
+    if (!kind || *kind > 1 || !bytes || !seconds)
+        return 2;
+    int count = 1;
+    const QCoreApplication application(count, arguments);
+    if (*kind == 0)
+        preparePdf();
+    else
+        prepareSvg();
+    if (!lockDown(*bytes))
+        return 3;
+    // What libraries would do at an orderly end is of no use to anybody.
+    ::_exit(serve(*kind == 0 ? Kind::pdf : Kind::svg, *seconds));
+}

@@ -1,0 +1,104 @@
+#include "document.h"
+
+#include <QBuffer>
+#include <QByteArray>
+#include <QImage>
+#include <QPdfDocument>
+#include <QPdfDocumentRenderOptions>
+
+namespace zel::documents {
+namespace {
+
+std::uint8_t product(int value, int alpha)
+{
+    return static_cast<std::uint8_t>((value * alpha + 127) / 255);
+}
+
+// By hand: QImage would start threads to convert, and those need more of the system than is left to this process.
+void premultiply(QRgb pixel, std::uint8_t* to)
+{
+    const int alpha = qAlpha(pixel);
+    to[0] = product(qRed(pixel), alpha);
+    to[1] = product(qGreen(pixel), alpha);
+    to[2] = product(qBlue(pixel), alpha);
+    to[3] = static_cast<std::uint8_t>(alpha);
+}
+
+class PdfDocument : public Document {
+public:
+    explicit PdfDocument(std::span<const std::uint8_t> bytes)
+        : bytes_(QByteArray::fromRawData(reinterpret_cast<const char*>(bytes.data()),
+                                         static_cast<qsizetype>(bytes.size())))
+    {
+        device_.setBuffer(&bytes_);
+        device_.open(QIODevice::ReadOnly);
+        document_.load(&device_);
+    }
+
+    Status status() const
+    {
+        if (document_.status() == QPdfDocument::Status::Ready)
+            return Status::done;
+        const bool locked = document_.error() == QPdfDocument::Error::IncorrectPassword ||
+                            document_.error() == QPdfDocument::Error::UnsupportedSecurityScheme;
+        return locked ? Status::locked : Status::notADocument;
+    }
+
+    int pages() const override { return document_.pageCount(); }
+
+    std::optional<PointSize> size(int page) override
+    {
+        if (page < 0 || page >= pages())
+            return std::nullopt;
+        const QSizeF size = document_.pagePointSize(page);
+        return PointSize{size.width(), size.height()};
+    }
+
+    bool render(int page, int width, int height, std::span<std::uint8_t> rows) override
+    {
+        if (page < 0 || page >= pages())
+            return false;
+        QPdfDocumentRenderOptions options;
+        options.setRenderFlags(QPdfDocumentRenderOptions::RenderFlag::Annotations);
+        const QImage image = document_.render(page, QSize(width, height), options);
+        if (image.width() != width || image.height() != height || image.format() != QImage::Format_ARGB32)
+            return false;
+        for (int y = 0; y < height; ++y) {
+            const auto* from = reinterpret_cast<const QRgb*>(image.constScanLine(y));
+            std::uint8_t* to = rows.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(width) * 4;
+            for (int x = 0; x < width; ++x, to += 4)
+                premultiply(from[x], to);
+        }
+        return true;
+    }
+
+private:
+    QByteArray bytes_;
+    QBuffer device_;
+    QPdfDocument document_;
+};
+
+// The smallest document, so that everything is loaded before files are out of reach.
+constexpr char emptyPage[] = "%PDF-1.4\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n"
+                             "2 0 obj<</Type/Pages/Kids[3 0 R]/Count 1>>endobj\n"
+                             "3 0 obj<</Type/Page/Parent 2 0 R/MediaBox[0 0 8 8]>>endobj\ntrailer<</Root 1 0 R>>\n";
+
+} // namespace
+
+void preparePdf()
+{
+    const std::span bytes(reinterpret_cast<const std::uint8_t*>(emptyPage), sizeof emptyPage - 1);
+    std::uint8_t rows[4] = {};
+    PdfDocument(bytes).render(0, 1, 1, rows);
+}
+
+Opened openPdf(std::span<const std::uint8_t> bytes)
+{
+    auto document = std::make_unique<PdfDocument>(bytes);
+    const Status status = document->status();
+    if (status != Status::done)
+        return {nullptr, status};
+    return {std::move(document), status};
+}
+
+} // namespace zel::documents

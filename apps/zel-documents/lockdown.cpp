@@ -200,7 +200,7 @@ bool lockDown(std::uint64_t bytes)
 {
     if (::syscall(SYS_close_range, rowsDescriptor + 1, ~0U, 0U) != 0)
         return false;
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && !defined(ZEL_WIDE_ADDRESSES)
+#if !defined(ZEL_WIDE_ADDRESSES)
     // What a program takes anyway: the address space of libraries, stacks and tables.
     constexpr std::uint64_t common = std::uint64_t{1} << 30U;
     const rlimit space{common + bytes, common + bytes};

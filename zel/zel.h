@@ -4,6 +4,7 @@
 #include <zel/composition/canvas.h>
 #include <zel/composition/composer.h>
 #include <zel/composition/guides.h>
+#include <zel/composition/manager.h>
 #include <zel/core/bitmap.h>
 #include <zel/core/context_image.h>
 #include <zel/core/geometry.h>

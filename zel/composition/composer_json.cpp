@@ -1,7 +1,6 @@
-#include <zel/composition/composer.h>
+#include <zel/composition/composer_json.h>
 
 #include <zel/platform/foundation/identifiers.h>
-#include <zel/platform/foundation/json_coding.h>
 #include <zel/platform/graphics/color_json.h>
 
 // Inner records first, as the outer ones need them.
@@ -194,35 +193,33 @@ struct JsonForm<Layer> {
     }
 };
 
-template <>
-struct JsonForm<ZelComposer> {
-    static OrderedJson write(const ZelComposer& value, const JsonPath& path)
-    {
-        return JsonObject(path)
-            .field("id", value.id)
-            .field("name", value.name)
-            .field("ratio", value.ratio)
-            .field("layerList", value.layerList)
-            .field("guideList_", value.guideList_)
-            .field("bgColor", value.bgColor)
-            .field("shouldBeDeleted", value.shouldBeDeleted)
-            .optionalField("selectedLayerId", value.selectedLayerId)
-            .take();
-    }
-    static ZelComposer read(const JsonReader& in)
-    {
-        ZelComposer composer;
-        composer.id = in.required<std::string>("id");
-        composer.name = in.required<std::string>("name");
-        composer.ratio = in.required<double>("ratio");
-        composer.layerList = in.required<std::vector<Layer>>("layerList");
-        composer.guideList_ = in.required<std::vector<Guide>>("guideList_");
-        composer.bgColor = in.required<ZelColor>("bgColor");
-        composer.shouldBeDeleted = in.required<bool>("shouldBeDeleted");
-        composer.selectedLayerId = in.optional<std::string>("selectedLayerId");
-        return composer;
-    }
-};
+OrderedJson JsonForm<ZelComposer>::write(const ZelComposer& value, const JsonPath& path)
+{
+    return JsonObject(path)
+        .field("id", value.id)
+        .field("name", value.name)
+        .field("ratio", value.ratio)
+        .field("layerList", value.layerList)
+        .field("guideList_", value.guideList_)
+        .field("bgColor", value.bgColor)
+        .field("shouldBeDeleted", value.shouldBeDeleted)
+        .optionalField("selectedLayerId", value.selectedLayerId)
+        .take();
+}
+
+ZelComposer JsonForm<ZelComposer>::read(const JsonReader& in)
+{
+    ZelComposer composer;
+    composer.id = in.required<std::string>("id");
+    composer.name = in.required<std::string>("name");
+    composer.ratio = in.required<double>("ratio");
+    composer.layerList = in.required<std::vector<Layer>>("layerList");
+    composer.guideList_ = in.required<std::vector<Guide>>("guideList_");
+    composer.bgColor = in.required<ZelColor>("bgColor");
+    composer.shouldBeDeleted = in.required<bool>("shouldBeDeleted");
+    composer.selectedLayerId = in.optional<std::string>("selectedLayerId");
+    return composer;
+}
 
 template <>
 std::string encode(const ZelComposer& value)

@@ -192,12 +192,12 @@ private:
     std::string name_;
 };
 
-Reason replace(const Place& place, std::span<const std::uint8_t> bytes)
+Reason replace(const Place& place, std::span<const std::uint8_t> bytes, bool syncs)
 {
     Temporary temporary(place);
     Reason reason = temporary.create();
     if (reason.empty())
-        reason = temporary.fill(bytes);
+        reason = temporary.fill(bytes, syncs);
     return reason.empty() ? temporary.rename() : reason;
 }
 
@@ -241,9 +241,9 @@ bool writeAtomically(const URL& file, std::span<const std::uint8_t> bytes, const
     Place place;
     Reason reason = preparePlace(path, options, place);
     if (reason.empty())
-        reason = replace(place, bytes);
+        reason = replace(place, bytes, options.sync);
     if (reason.empty()) {
-        if (place.folderCanSync && !syncFile(place.folder))
+        if (options.sync && place.folderCanSync && !syncFile(place.folder))
             warnNotSynced(path, options.operation);
         removeStaleTemporariesOnce(place.folder);
         return true;

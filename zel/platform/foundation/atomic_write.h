@@ -13,6 +13,8 @@ struct AtomicWrite {
     bool followLink = true;               ///< a symbolic link: write to the file that it names; else replace the link
     bool createFolders = false;           ///< make the folders above the file
     bool absentAfterFailure = false;      ///< after a failure nothing stands there, not even the old file
+    bool sync =
+        true; ///< bring it to the disk; without, a power failure soon after may take the old file and the new one
 };
 
 /// Replaces a file by these bytes in one step: they are written to a temporary file in the same folder, brought to the

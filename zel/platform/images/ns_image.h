@@ -67,6 +67,10 @@ namespace Resources {
 /// itself, then with the extension of every format that this build reads.
 ZEL_API void addFolder(const std::string& folder);
 ZEL_API void add(const std::string& name, Data encoded);
+/// Asked last, for the same names as the folders are: the encoded picture of a name, or nothing. Installed by hosts
+/// with resources of their own kind, or by the view library; empty, as from the beginning: nobody is asked. Any thread.
+using Provider = std::function<std::optional<Data>(std::string_view name)>;
+ZEL_API void setProvider(Provider provider);
 } // namespace Resources
 
 } // namespace zel

@@ -16,6 +16,7 @@ struct Store {
     std::mutex mutex;
     std::vector<std::string> folders;
     std::map<std::string, Data, std::less<>> byName;
+    Resources::Provider provider;
 };
 
 Store& store()
@@ -51,13 +52,21 @@ void Resources::add(const std::string& name, Data encoded)
     store().byName.insert_or_assign(name, std::move(encoded));
 }
 
+void Resources::setProvider(Provider provider)
+{
+    const std::scoped_lock lock(store().mutex);
+    store().provider.swap(provider);
+}
+
 Ref<NSImage> NSImage::named(std::string_view name)
 {
     std::vector<std::string> folders;
     std::optional<Data> bytes;
+    Resources::Provider provider;
     {
         const std::scoped_lock lock(store().mutex);
         folders = store().folders;
+        provider = store().provider;
         if (const auto found = store().byName.find(name); found != store().byName.end())
             bytes = found->second;
     }
@@ -71,6 +80,10 @@ Ref<NSImage> NSImage::named(std::string_view name)
                 if (path && std::filesystem::is_regular_file(*path, ignored))
                     return make(URL::file(*path));
             }
+    if (provider && !name.empty())
+        for (const std::string& candidate : candidates(name))
+            if (const auto found = provider(candidate))
+                return make(*found);
     return fail(ZelFailureCode::notFound, "named image", fmt::format("no resource is called \"{}\"", name));
 }
 

@@ -12,11 +12,11 @@
 namespace zel {
 namespace {
 
-/// Where a downloaded body is kept.
+/// Where a downloaded body is kept; empty for files, which lie on the disk already and may change there.
 URL keptAt(const URL& address)
 {
     const URL caches = Folders::caches();
-    if (caches.isEmpty())
+    if (caches.isEmpty() || address.isFile())
         return {};
     const auto folder = joinPath(caches.filePath().string(), "ZelDownloads");
     const auto file = folder ? joinPath(*folder, ZelId::md5(address.absoluteString())) : std::nullopt;

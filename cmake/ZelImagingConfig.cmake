@@ -1,2 +1,17 @@
-# The library hides what it is made of: hosts need nothing but its target ZelImaging::ZelImaging.
+# The library hides what it is made of: hosts need nothing but its target ZelImaging::ZelImaging. Components: Core, which
+# is always there, and View, ZelImaging::View; Qt is looked for only where View is asked for.
 include(${CMAKE_CURRENT_LIST_DIR}/ZelImagingTargets.cmake)
+set(ZelImaging_Core_FOUND TRUE)
+if("View" IN_LIST ZelImaging_FIND_COMPONENTS)
+  find_package(Qt6 QUIET COMPONENTS Widgets)
+  if(Qt6_FOUND AND EXISTS ${CMAKE_CURRENT_LIST_DIR}/ZelImagingViewTargets.cmake)
+    include(${CMAKE_CURRENT_LIST_DIR}/ZelImagingViewTargets.cmake)
+    set(ZelImaging_View_FOUND TRUE)
+  endif()
+endif()
+foreach(component IN LISTS ZelImaging_FIND_COMPONENTS)
+  if(ZelImaging_FIND_REQUIRED_${component} AND NOT ZelImaging_${component}_FOUND)
+    set(ZelImaging_FOUND FALSE)
+    set(ZelImaging_NOT_FOUND_MESSAGE "its component ${component} is not installed, or (View) qt6-base-dev is not")
+  endif()
+endforeach()

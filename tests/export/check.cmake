@@ -1,4 +1,4 @@
-# cmake -DSOURCE=… -DBUILD=… -DCXX=… -DCHECK=headers|example|readme -P check.cmake: what a host sees of the installed tree.
+# cmake -DSOURCE=… -DBUILD=… -DCXX=… -DCHECK=headers|example|readme|view_host -P check.cmake: what a host sees of the installed tree.
 cmake_minimum_required(VERSION 3.25)
 set(WORK ${BUILD}/export-check-${CHECK})
 
@@ -49,6 +49,9 @@ if(CHECK STREQUAL "headers")
       message(SEND_ERROR "${source} needs a header of a dependency: ${reached}")
     endif()
   endforeach()
+elseif(CHECK STREQUAL "view_host")
+  build_host(${SOURCE}/tests/export/view ${WORK}/host -DCMAKE_PREFIX_PATH=${WORK}/installed)
+  run(${CMAKE_COMMAND} -E env QT_QPA_PLATFORM=offscreen ${WORK}/host/show)
 elseif(CHECK STREQUAL "readme")
   run(${BUILD}/bin/draw_picture landscape ${WORK}/photo.jpg)    # the content decides, not the name
   run(${BUILD}/bin/draw_picture logo ${WORK}/logo.png)

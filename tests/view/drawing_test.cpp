@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <future>
 
 namespace zel {
 namespace {
@@ -171,6 +172,34 @@ TEST(ViewDrawing, LargePicturesAreMadeInTheBackgroundAndOnlyWhereSeen)
     EXPECT_EQ(seen, 1);
     EXPECT_EQ(hidden, 1);
     EXPECT_EQ(onMain, 0);
+}
+
+TEST(ViewDrawing, WhatScrolledAwayBeforeItsTurnIsLeftOut)
+{
+    std::promise<void> release;
+    const std::shared_future<void> released(release.get_future());
+    std::atomic<int> made = 0;
+    QWidget window;
+    window.resize(90, 30);
+    std::vector<NSImageView*> views;
+    for (int place = 0; place < 3; ++place) { // two are made at once, one waits
+        views.push_back(new NSImageView(&window));
+        views.back()->setGeometry(place * 30, 0, 30, 30);
+        views.back()->setShownImage(NSImage::make({1000, 1000}, [&made, released](CGRect) {
+            ++made;
+            released.wait();
+            return true;
+        }));
+    }
+    window.show();
+    ASSERT_TRUE(waitFor([&] { return made == 2; }));
+    for (NSImageView* view : views)
+        view->move(view->x() - 100, 0);
+    release.set_value();
+    Queue::execute({.fast = false}, [&made] { XMain::execute([&made] { made = -made; }); }); // behind the two
+    ASSERT_TRUE(waitFor([&] { return made < 0; }));
+    runWaitingTasks();
+    EXPECT_EQ(made, -2);
 }
 
 } // namespace

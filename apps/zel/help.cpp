@@ -71,6 +71,7 @@ std::span<const Verb* const> verbs()
         &editVerb,
         &subjectsVerb,
         &maskVerb,
+        &renderVerb,
         &averageVerb,
         &colorsVerb,
         &compareVerb,

@@ -44,7 +44,7 @@ OutputPattern::OutputPattern(std::string_view pattern)
         const auto kind = readKind(name);
         if (!kind)
             throw UsageError(fmt::format("{}: {{{}}} stands for nothing", pattern, inside),
-                             "{stem}, {ext}, {n}, {n:04}, {width}, {height}, {row}, {col}");
+                             "{stem}, {ext}, {n}, {n:04}, {width}, {height}, {row}, {col}, {page}");
         Part part{*kind, {}, 0};
         if (colon != std::string_view::npos) {
             if (part.kind == Kind::stem || part.kind == Kind::extension)
@@ -72,6 +72,8 @@ std::optional<OutputPattern::Kind> OutputPattern::readKind(std::string_view name
         return Kind::row;
     if (name == "col")
         return Kind::column;
+    if (name == "page")
+        return Kind::page;
     return std::nullopt;
 }
 
@@ -116,6 +118,9 @@ std::string OutputPattern::expand(const PatternValues& values) const
             break;
         case Kind::column:
             name += known("col", values.column, part.digits);
+            break;
+        case Kind::page:
+            name += known("page", values.page, part.digits);
             break;
         }
     }

@@ -14,6 +14,7 @@ struct PatternValues {
     std::size_t number = 0;                           ///< of the input, from 1
     std::optional<int> width, height;                 ///< of the result, once it is known
     std::optional<std::size_t> row = {}, column = {}; ///< of a tile, from 0
+    std::optional<std::size_t> page = {};             ///< of a document, from 1
 };
 
 /// An output's name with placeholders: "out/{stem}-{width}.{ext}", "{n:04}.jpg". "{{" and "}}" are braces.
@@ -28,13 +29,14 @@ public:
     [[nodiscard]] bool namesRow() const { return has(Kind::row); }
     [[nodiscard]] bool namesColumn() const { return has(Kind::column); }
     [[nodiscard]] bool namesNumber() const { return has(Kind::number); }
+    [[nodiscard]] bool namesPage() const { return has(Kind::page); }
     /// The name; placeholders whose value is not known yet stay as they are.
     [[nodiscard]] std::string expand(const PatternValues& values) const;
     /// The text behind the last placeholder or slash that looks like an extension: "jpg" of "{stem}.jpg"; else empty.
     [[nodiscard]] std::string extension() const;
 
 private:
-    enum class Kind { literal, stem, extension, number, width, height, row, column };
+    enum class Kind { literal, stem, extension, number, width, height, row, column, page };
     struct Part {
         Kind kind;
         std::string text;       ///< of a literal

@@ -17,6 +17,7 @@ constexpr std::string_view standardOutput = "-";
 /// Stand for what tells several results of an input apart, in the names of files in a folder, until it is known.
 constexpr std::string_view tileMark = "-{row}-{col}";
 constexpr std::string_view numberMark = "-{n}";
+constexpr std::string_view pageMark = "-{page}";
 
 std::string_view markOf(OutputPlan::Results results)
 {
@@ -25,6 +26,8 @@ std::string_view markOf(OutputPlan::Results results)
         return tileMark;
     case OutputPlan::Results::numbered:
         return numberMark;
+    case OutputPlan::Results::pages:
+        return pageMark;
     case OutputPlan::Results::one:
         break;
     }
@@ -188,6 +191,8 @@ OutputPlan::Kind OutputPlan::kindOfSeveral(const OutputOptions& options, const I
     case Kind::pattern:
         return Kind::pattern;
     case Kind::file:
+        if (results == Results::pages)
+            return Kind::file;
         if (formatOfFile(*options.output) || factsOf(*options.output))
             throw UsageError(fmt::format("{} takes one picture", *options.output), hintFor(results));
         break;
@@ -210,6 +215,8 @@ void OutputPlan::checkPattern(const std::string& pattern) const
         throw UsageError(fmt::format("{}: {{row}} and {{col}} are of tiles", pattern), "zel help tiles");
     if (results_ == Results::numbered && !pattern_->namesNumber())
         throw UsageError(fmt::format("{}: {{n}} tells the results apart", pattern), hintFor(results_));
+    if (results_ != Results::pages && pattern_->namesPage())
+        throw UsageError(fmt::format("{}: {{page}} is of documents", pattern), "zel help render");
 }
 
 OutputPlan::Output OutputPlan::plan(const OutputOptions& options, const Input& input, std::optional<Format> asked,
@@ -247,7 +254,7 @@ OutputPlan::Output OutputPlan::plan(const OutputOptions& options, const Input& i
         output.format = wantedFormat(input, pattern_->extension(), asked);
         output.mayReplace = options.force;
         names_.emplace_back(stemFor(input), extensionFor(input, output.format));
-        output.path = results_ == Results::numbered
+        output.path = results_ == Results::numbered || results_ == Results::pages
                           ? *options.output
                           : pattern_->expand({names_[index].first, names_[index].second, index + 1, {}, {}});
         break;
@@ -300,6 +307,21 @@ OutputPlan::Claim OutputPlan::claim(std::size_t input, const Piece& piece)
     auto path = outputs_[input].path;
     const auto digits = std::to_string(piece.count).size();
     path.replace(path.rfind(numberMark), numberMark.size(), fmt::format("-{:0{}}", piece.number, digits));
+    return take(input, std::move(path));
+}
+
+OutputPlan::Claim OutputPlan::claim(std::size_t input, const Page& page)
+{
+    if (pattern_) {
+        const auto& [stem, extension] = names_[input];
+        return take(input,
+                    pattern_->expand({stem, extension, input + 1, page.width, page.height, {}, {}, page.number}));
+    }
+    auto path = outputs_[input].path;
+    if (kind_ == Kind::folder) {
+        const auto digits = std::to_string(page.count).size();
+        path.replace(path.rfind(pageMark), pageMark.size(), fmt::format("-{:0{}}", page.number, digits));
+    }
     return take(input, std::move(path));
 }
 

@@ -18,8 +18,9 @@ public:
     };
 
     /// What an input becomes: one picture, or several, whose outputs need a folder, or a pattern that tells them apart:
-    /// tiles by row and column, others by their number within the input.
-    enum class Results { one, tiles, numbered };
+    /// tiles by row and column, pages by their number within the document (a single page may go to a file that is
+    /// named), others by their number within the input.
+    enum class Results { one, tiles, numbered, pages };
 
     /// Throws UsageError: no output, two inputs for one, an output that is an input, a format that is not written.
     /// `others` are further files that the work reads, such as a watermark.
@@ -45,6 +46,11 @@ public:
         int width, height;
     };
     [[nodiscard]] Claim claim(std::size_t input, const Piece& piece);
+    struct Page {
+        std::size_t number, count; ///< from 1, of so many in the document
+        int width, height;
+    };
+    [[nodiscard]] Claim claim(std::size_t input, const Page& page);
 
 private:
     enum class Kind { standardOutput, inPlace, file, folder, pattern };

@@ -37,6 +37,7 @@ extern const Verb exposeVerb;
 extern const Verb sharpenVerb;
 extern const Verb cubeVerb;
 extern const Verb maskVerb;
+extern const Verb renderVerb;
 extern const Verb averageVerb;
 extern const Verb colorsVerb;
 extern const Verb compareVerb;

@@ -35,19 +35,12 @@ Sides atLeastOne(Sides sides)
     return {std::max(sides.width, 1), std::max(sides.height, 1)};
 }
 
-std::optional<Document::Kind> kindOf(const ByteSource& source)
-{
-    std::vector<std::uint8_t> head(Document::headBytes);
-    head.resize(source.read(0, head));
-    return Document::kindOf(head);
-}
-
 Ref<Document> openPdf(const URL& file)
 {
     const Ref<const ByteSource> source = ByteSource::openWhole(file);
     if (!source)
         return nullptr;
-    if (kindOf(*source) != Document::Kind::pdf)
+    if (Document::kindOf(*source) != Document::Kind::pdf)
         return fail(ZelFailureCode::notAnImage, operation, "this is no PDF document", source->subject());
     return Document::open(source, Document::Kind::pdf);
 }
@@ -107,7 +100,7 @@ Drawing openDrawing(const URL& file)
     const Ref<const ByteSource> source = ByteSource::open(file);
     if (!source)
         return drawing;
-    const auto kind = kindOf(*source);
+    const auto kind = Document::kindOf(*source);
     if (!kind)
         return drawing;
     drawing.isDrawing = true;

@@ -42,6 +42,18 @@ void takeRows(std::span<const std::uint8_t> from, const engine::Pixels& to)
     }
 }
 
+/// Premultiplied pixels over paper.
+void layOn(const Document::Paper& paper, const engine::Pixels& pixels)
+{
+    for (int y = 0; y < pixels.height; ++y)
+        for (std::uint8_t *pixel = pixels.row(y), *end = pixel + pixels.rowBytes(); pixel != end; pixel += 4) {
+            const int shows = 255 - pixel[3];
+            for (std::size_t component = 0; component < 3; ++component)
+                pixel[component] = static_cast<std::uint8_t>(pixel[component] + (paper[component] * shows + 127) / 255);
+            pixel[3] = 255;
+        }
+}
+
 bool startsDrawing(std::string_view text)
 {
     if (text.starts_with("\xEF\xBB\xBF"))
@@ -170,6 +182,12 @@ std::optional<Document::Kind> Document::kindOf(std::span<const std::uint8_t> hea
     return startsDrawing(text) ? std::optional(Kind::svg) : std::nullopt;
 }
 
+std::optional<Document::Kind> Document::kindOf(const ByteSource& source)
+{
+    std::array<std::uint8_t, headBytes> head{};
+    return kindOf(std::span(head).first(source.read(0, head)));
+}
+
 Ref<Document> Document::open(const Ref<const ByteSource>& source, Kind kind)
 {
     if (!source)
@@ -199,7 +217,7 @@ std::optional<CGSize> Document::pageSize(int page)
     return reply ? std::optional(CGSize{reply->pointWidth, reply->pointHeight}) : std::nullopt;
 }
 
-Ref<const CGImage> Document::render(int page, int width, int height)
+Ref<const CGImage> Document::render(int page, int width, int height, std::optional<Paper> paper)
 {
     const std::scoped_lock lock(state_->mutex);
     const SubjectScope subject(state_->source->subject());
@@ -218,6 +236,10 @@ Ref<const CGImage> Document::render(int page, int width, int height)
     if (pixels.empty())
         return fail(ZelFailureCode::outOfMemory, operation, fmt::format("no memory for {} x {} pixels", width, height));
     takeRows(state_->helper->rows(), pixels.pixels());
+    if (paper) {
+        layOn(*paper, pixels.pixels());
+        layout.alphaInfo = CGAlphaInfo::noneSkipLast;
+    }
     return makeImage(layout, std::move(pixels));
 }
 

@@ -5,6 +5,7 @@
 #include "table.h"
 #include "text.h"
 
+#include <zel/platform/documents/document.h>
 #include <zel/platform/graphics/color_space.h>
 #include <zel/platform/graphics/mean_color.h>
 #include <zel/platform/graphics/pixel_provider.h>
@@ -28,7 +29,8 @@ constexpr std::string_view examples = R"(Examples:
 
 constexpr std::string_view notes =
     R"(Headers are read only, unless --average asks for pixels. Width and height are those of
-the upright picture; the orientation is the number that is stored.
+the upright picture; the orientation is the number that is stored. Of PDF documents and SVG
+drawings the pages count as frames; JSON has the size of each, in points.
 )";
 
 /// What is told of one picture.
@@ -68,6 +70,26 @@ std::optional<Facts> factsOf(const Input& input, bool withAverage)
     return facts;
 }
 
+/// What is told of a document.
+struct DocumentFacts {
+    std::string format;
+    std::vector<CGSize> pages; ///< their sizes in points, as displayed
+};
+
+std::optional<DocumentFacts> documentFactsOf(const Input& input)
+{
+    const auto source =
+        input.bytes ? ByteSource::of(*input.bytes, input.name) : ByteSource::open(URL::file(input.name));
+    const auto kind = source ? Document::kindOf(*source) : std::nullopt;
+    const auto document = kind ? Document::open(source, *kind) : nullptr;
+    if (!document)
+        return std::nullopt;
+    DocumentFacts facts{*kind == Document::Kind::pdf ? "pdf" : "svg", {}};
+    for (int page = 0; page < document->pageCount(); ++page)
+        facts.pages.push_back(document->pageSize(page).value_or(CGSize{}));
+    return facts;
+}
+
 double rounded(double value)
 {
     constexpr double places = 1000;
@@ -99,6 +121,25 @@ Json jsonOf(const Facts& facts)
             average.push_back(rounded(component));
     }
     return json;
+}
+
+Json jsonOf(const DocumentFacts& facts)
+{
+    Json json = {{"format", facts.format}, {"pages", facts.pages.size()}, {"pageSizes", Json::array()}};
+    for (const CGSize& size : facts.pages)
+        json["pageSizes"].push_back(Json::array({rounded(size.width), rounded(size.height)}));
+    return json;
+}
+
+TableRow rowOf(const std::string& name, const DocumentFacts& facts, std::size_t columns)
+{
+    TableRow row(columns, "-");
+    row[0] = printable(name);
+    row[2] = facts.format;
+    if (!facts.pages.empty())
+        row[7] = fmt::format("{:.6g} x {:.6g}", facts.pages[0].width, facts.pages[0].height);
+    row[8] = std::to_string(facts.pages.size());
+    return row;
 }
 
 TableRow rowOf(const std::string& name, const Facts& facts)
@@ -153,7 +194,11 @@ int run(const Verb& verb, Words words)
     const auto work = [&](std::size_t index, const ZelReport& report) {
         const auto& name = inputs.list[index].name;
         const auto facts = factsOf(inputs.list[index], withAverage);
-        if (!facts)
+        // Pictures first: they are what most files are, and documents start a process.
+        const auto document = !facts && ZelFailure::last().code == ZelFailureCode::notAnImage
+                                  ? documentFactsOf(inputs.list[index])
+                                  : std::nullopt;
+        if (!facts && !document)
             return failed(name, {});
         Outcome outcome;
         outcome.input = name;
@@ -163,9 +208,9 @@ int run(const Verb& verb, Words words)
             return outcome;
         }
         if (reports.json || reports.jsonl)
-            outcome.facts = std::make_shared<const Json>(jsonOf(*facts));
+            outcome.facts = std::make_shared<const Json>(facts ? jsonOf(*facts) : jsonOf(*document));
         else
-            rows[index] = rowOf(name, *facts);
+            rows[index] = facts ? rowOf(name, *facts) : rowOf(name, *document, titleOf(withAverage).size());
         return outcome;
     };
     runAll(inputs.list.size(), together, work, reporter);

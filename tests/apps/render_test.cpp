@@ -56,6 +56,15 @@ TEST_F(Render, WritesPagesUnderTheirNames)
     EXPECT_EQ(pixelsOfFile(folder_.text("h.png"))[35], (Pixel{0, 0, 0, 0}));
 }
 
+TEST_F(Render, DocumentsTellTheirPages)
+{
+    const auto ended = zel(folder_, {"info", "three.pdf", "a.svg", "--jsonl"});
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    EXPECT_THAT(ended.out, HasSubstr(R"("pages":3,"pageSizes":[[10.0,10.0],[20.0,10.0],[30.0,10.0]])"));
+    EXPECT_THAT(ended.out, HasSubstr(R"("format":"svg","pages":1,"pageSizes":[[8.0,4.0]])"));
+    EXPECT_EQ(zel(folder_, {"info", "three.pdf"}).status, 0);
+}
+
 TEST_F(Render, RefusesWhatCannotBe)
 {
     const struct {

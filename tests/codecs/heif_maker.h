@@ -21,7 +21,8 @@ inline Bytes be(std::uint64_t value, int bytes)
 {
     Bytes result;
     for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8)
-        result.push_back(static_cast<std::uint8_t>(value >> static_cast<unsigned>(shift)));
+        result.push_back(shift < 64 ? static_cast<std::uint8_t>(value >> static_cast<unsigned>(shift))
+                                    : std::uint8_t{0});
     return result;
 }
 inline Bytes text(std::string_view letters)

@@ -81,8 +81,9 @@ void JpegRequantizer::row(int component, int y, JBLOCK* to, std::size_t blocks) 
         return;
     }
     constexpr double most = engine::mostCoefficient;
+    JCOEF* const coefficients = to[0];
     for (std::size_t i = 0; i < blocks * 64; ++i)
-        to[0][i] = static_cast<JCOEF>(std::nearbyint(std::clamp(from[i] * factors.exact[i % 64], -most, most)));
+        coefficients[i] = static_cast<JCOEF>(std::nearbyint(std::clamp(from[i] * factors.exact[i % 64], -most, most)));
 }
 
 std::unique_ptr<JpegCoefficients> coefficientsOf(const CGImage& image, JpegSampling sampling)

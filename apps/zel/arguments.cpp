@@ -95,23 +95,34 @@ void Arguments::text(std::string_view names, std::string_view value, std::option
     declare(names, value, help, [&into](const std::string& word) { into = word; });
 }
 
+void Arguments::texts(std::string_view names, std::string_view value, std::vector<std::string>& into,
+                      std::string_view help)
+{
+    declare(
+        names, value, help, [&into](const std::string& word) { into.push_back(word); }, true);
+}
+
 void Arguments::declare(std::string_view names, std::string_view value, std::string_view help,
-                        std::function<void(const std::string&)> take)
+                        std::function<void(const std::string&)> take, bool repeats)
 {
     const std::string name(longName(names));
     const auto takeNamed = [name, take = std::move(take)](const CLI::results_t& words) {
-        const auto word = unmarked(words.front());
-        // "-o --force" forgot its file; taking the next flag for its name would make a file called so.
-        if (word.size() > 1 && word.starts_with("--"))
-            throw UsageError(fmt::format("{} needs a value before {}", name, word));
-        try {
-            take(word);
-        } catch (const UsageError& error) {
-            throw UsageError(fmt::format("{}: {}", name, error.what()), error.hint());
+        for (const auto& given : words) {
+            const auto word = unmarked(given);
+            // "-o --force" forgot its file; taking the next flag for its name would make a file called so.
+            if (word.size() > 1 && word.starts_with("--"))
+                throw UsageError(fmt::format("{} needs a value before {}", name, word));
+            try {
+                take(word);
+            } catch (const UsageError& error) {
+                throw UsageError(fmt::format("{}: {}", name, error.what()), error.hint());
+            }
         }
         return true;
     };
-    state_->app.add_option(std::string(names), takeNamed);
+    auto* const option = state_->app.add_option(std::string(names), takeNamed);
+    if (repeats)
+        option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     state_->lines.push_back({fmt::format("{} {}", spaced(names), value), std::string(help)});
 }
 

@@ -23,6 +23,8 @@ public:
     void operands(std::vector<std::string>& into);
     void flag(std::string_view names, bool& into, std::string_view help);
     void text(std::string_view names, std::string_view value, std::optional<std::string>& into, std::string_view help);
+    /// A flag that may come several times.
+    void texts(std::string_view names, std::string_view value, std::vector<std::string>& into, std::string_view help);
     /// A flag whose value `read` turns into what it means; `read` throws UsageError where it means nothing.
     template <class T, class Read>
     void value(std::string_view names, std::string_view value, std::optional<T>& into, Read read, std::string_view help)
@@ -37,7 +39,7 @@ public:
 private:
     struct State;
     void declare(std::string_view names, std::string_view value, std::string_view help,
-                 std::function<void(const std::string&)> take);
+                 std::function<void(const std::string&)> take, bool repeats = false);
 
     std::unique_ptr<State> state_;
 };

@@ -75,6 +75,8 @@ std::span<const Verb* const> verbs()
         &averageVerb,
         &colorsVerb,
         &compareVerb,
+        &composerVerb,
+        &canvasVerb,
         &infoVerb,
         &exifVerb,
         &formatsVerb,

@@ -25,8 +25,13 @@ using Json = nlohmann::ordered_json;
 class PictureRun {
 public:
     PictureRun(const PictureOptions& options, const Inputs& inputs, OutputPlan& plan, PictureStep step,
-               LosslessStep lossless)
-        : options_(options), inputs_(inputs), plan_(plan), step_(std::move(step)), lossless_(std::move(lossless))
+               const PictureWork& work)
+        : options_(options),
+          inputs_(inputs),
+          plan_(plan),
+          step_(std::move(step)),
+          lossless_(work.lossless),
+          open_(work.open)
     {
     }
 
@@ -60,7 +65,7 @@ private:
 
     std::optional<Made> coded(const Input& input, Format format) const
     {
-        const auto image = openInput(input);
+        const auto image = open_(input);
         const auto result = step_(image);
         if (!result)
             return std::nullopt;
@@ -137,6 +142,7 @@ private:
     OutputPlan& plan_;
     PictureStep step_;
     LosslessStep lossless_; // empty where pictures are coded anew
+    std::function<Ref<ZelImage>(const Input&)> open_;
 };
 
 /// For what all inputs need and cannot have; gives the exit status.
@@ -212,7 +218,7 @@ int runPictures(const Verb& verb, const PictureOptions& options, const PictureWo
     if (!options.outputs.dryRun && !(step = work.prepare()))
         return sayFailure(verb.name, ZelFailure::last());
     Reporter reporter(verb.name, options.reports, inputs.list.size());
-    PictureRun run(options, inputs, plan, std::move(step), work.lossless);
+    PictureRun run(options, inputs, plan, std::move(step), work);
     runAll(
         inputs.list.size(), together,
         [&](std::size_t input, const ZelReport& report) { return run.run(input, report); }, reporter);

@@ -28,6 +28,8 @@ struct PictureWork {
     std::function<PictureStep()> prepare;
     std::vector<std::string> otherFiles; ///< files that are read besides the inputs
     LosslessStep lossless = {};          ///< done to JPEG files in place of the step, their coded data being kept
+    /// Makes the picture of an input that is no picture itself; absent with the reason noted. Several threads at once.
+    std::function<Ref<ZelImage>(const Input&)> open = openInput;
 };
 
 /// Reads each input, applies the step, writes the output. Gives the exit status; throws UsageError.

@@ -41,6 +41,8 @@ extern const Verb renderVerb;
 extern const Verb averageVerb;
 extern const Verb colorsVerb;
 extern const Verb compareVerb;
+extern const Verb composerVerb;
+extern const Verb canvasVerb;
 extern const Verb infoVerb;
 extern const Verb exifVerb;
 extern const Verb formatsVerb;

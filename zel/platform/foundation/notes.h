@@ -38,7 +38,7 @@ ZEL_API Absent fail(ZelFailureCode code, std::string_view operation, std::string
 /// `invalidArgument` "no picture to <operation>" is noted.
 Absent failAbsentInput(std::string_view operation);
 /// Notes a warning: the result stands, but not quite as asked. `ZelFailure::last()` does not change.
-void warn(ZelFailureCode code, std::string_view operation, std::string message, std::string subject = {});
+ZEL_API void warn(ZelFailureCode code, std::string_view operation, std::string message, std::string subject = {});
 
 /// Holds back the notes of an attempt that another attempt may repair, those of handed-out work included. They are
 /// dropped at the end, and `ZelFailure::last()` is again what it was, unless `keep` was called.

@@ -1,4 +1,4 @@
-#include "batch.h"
+#include "telling.h"
 #include "color_text.h"
 #include "inputs.h"
 #include "table.h"
@@ -64,25 +64,11 @@ int run(const Verb& verb, Words words)
     const int together = limits.apply(inputs.list.size());
 
     Reporter reporter(verb.name, reports, inputs.list.size());
-    std::vector<TableRow> rows(inputs.list.size());
-    const auto work = [&](std::size_t index, const ZelReport& report) {
-        const auto& name = inputs.list[index].name;
-        const auto image = openInput(inputs.list[index]);
+    const auto rows = tellAll<TableRow>(inputs, together, reports, reporter, [](const Input& input) {
+        const auto image = openInput(input);
         const auto average = image && image->cgImage ? meanColor(*image->cgImage) : std::nullopt;
-        if (!average)
-            return failed(name, {});
-        Outcome outcome;
-        outcome.input = name;
-        if (const auto warning = reports.strict ? firstWarning(report) : std::nullopt) {
-            outcome.state = Outcome::State::failed;
-            outcome.failure = *warning;
-            return outcome;
-        }
-        rows[index] = rowOf(name, *average);
-        outcome.facts = std::make_shared<const Json>(jsonOf(*average));
-        return outcome;
-    };
-    runAll(inputs.list.size(), together, work, reporter);
+        return average ? std::optional(Told<TableRow>{rowOf(input.name, *average), jsonOf(*average)}) : std::nullopt;
+    });
     return output.finish(verb.name, reporter, tableText({"COLOR", "RED", "GREEN", "BLUE", "ALPHA", "FILE"}, rows));
 }
 

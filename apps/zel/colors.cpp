@@ -1,4 +1,4 @@
-#include "batch.h"
+#include "telling.h"
 #include "color_text.h"
 #include "pictures.h"
 #include "quantity.h"
@@ -163,27 +163,15 @@ int runText(const Verb& verb, const Options& options, bool asJson)
     const int together = options.pictures.limits.apply(inputs.list.size());
 
     Reporter reporter(verb.name, reports, inputs.list.size());
-    std::vector<std::string> texts(inputs.list.size());
-    const auto work = [&](std::size_t index, const ZelReport& report) {
-        const auto& name = inputs.list[index].name;
-        const auto grid = gridOf(openInput(inputs.list[index]), options.size());
+    const bool isNamed = inputs.list.size() > 1;
+    const auto texts = tellAll<std::string>(inputs, together, reports, reporter, [&](const Input& input) {
+        const auto grid = gridOf(openInput(input), options.size());
         if (!grid)
-            return failed(name, {});
-        Outcome outcome;
-        outcome.input = name;
-        if (const auto warning = reports.strict ? firstWarning(report) : std::nullopt) {
-            outcome.state = Outcome::State::failed;
-            outcome.failure = *warning;
-            return outcome;
-        }
-        if (asJson)
-            texts[index] = documentOf(name, *grid);
-        else
-            texts[index] = (inputs.list.size() > 1 ? printable(name) + ":\n" : std::string()) + textOf(*grid);
-        outcome.facts = std::make_shared<const Json>(factsOf(*grid));
-        return outcome;
-    };
-    runAll(inputs.list.size(), together, work, reporter);
+            return std::optional<Told<std::string>>();
+        const std::string title = isNamed ? printable(input.name) + ":\n" : std::string();
+        return std::optional(
+            Told<std::string>{asJson ? documentOf(input.name, *grid) : title + textOf(*grid), factsOf(*grid)});
+    });
     return output.finish(verb.name, reporter, fmt::format("{}", fmt::join(texts, "")));
 }
 

@@ -1,4 +1,4 @@
-#include "batch.h"
+#include "telling.h"
 #include "inputs.h"
 #include "metadata.h"
 #include "text.h"
@@ -74,24 +74,15 @@ int run(const Verb& verb, Words words)
     const int together = limits.apply(inputs.list.size());
 
     Reporter reporter(verb.name, reports, inputs.list.size());
-    std::vector<std::string> texts(inputs.list.size());
-    const auto work = [&](std::size_t index, const ZelReport&) {
-        const auto& input = inputs.list[index];
+    const bool isNamed = inputs.list.size() > 1;
+    const auto texts = tellAll<std::string>(inputs, together, reports, reporter, [&](const Input& input) {
         const auto properties = propertiesOf(input);
         if (!properties)
-            return failed(input.name, {});
-        Outcome outcome;
-        outcome.input = input.name;
-        if (reports.json || reports.jsonl)
-            outcome.facts = std::make_shared<const Json>(Json{{"properties", jsonOf(*properties)}});
-        else {
-            if (inputs.list.size() > 1)
-                texts[index] = printable(input.name) + ":\n";
-            list(*properties, {}, texts[index]);
-        }
-        return outcome;
-    };
-    runAll(inputs.list.size(), together, work, reporter);
+            return std::optional<Told<std::string>>();
+        std::string text = isNamed ? printable(input.name) + ":\n" : std::string();
+        list(*properties, {}, text);
+        return std::optional(Told<std::string>{std::move(text), Json{{"properties", jsonOf(*properties)}}});
+    });
     return reporter.finish([&](const std::vector<Outcome>&) {
         std::string text;
         for (const auto& one : texts)

@@ -1,4 +1,4 @@
-#include "batch.h"
+#include "telling.h"
 #include "inputs.h"
 #include "metadata.h"
 #include "pictures.h"
@@ -190,30 +190,16 @@ int run(const Verb& verb, Words words)
     const int together = limits.apply(inputs.list.size());
 
     Reporter reporter(verb.name, reports, inputs.list.size());
-    std::vector<TableRow> rows(inputs.list.size());
-    const auto work = [&](std::size_t index, const ZelReport& report) {
-        const auto& name = inputs.list[index].name;
-        const auto facts = factsOf(inputs.list[index], withAverage);
+    const auto rows = tellAll<TableRow>(inputs, together, reports, reporter, [&](const Input& input) {
+        using Answer = std::optional<Told<TableRow>>;
+        if (const auto facts = factsOf(input, withAverage))
+            return Answer({rowOf(input.name, *facts), jsonOf(*facts)});
         // Pictures first: they are what most files are, and documents start a process.
-        const auto document = !facts && ZelFailure::last().code == ZelFailureCode::notAnImage
-                                  ? documentFactsOf(inputs.list[index])
-                                  : std::nullopt;
-        if (!facts && !document)
-            return failed(name, {});
-        Outcome outcome;
-        outcome.input = name;
-        if (const auto warning = reports.strict ? firstWarning(report) : std::nullopt) {
-            outcome.state = Outcome::State::failed;
-            outcome.failure = *warning;
-            return outcome;
-        }
-        if (reports.json || reports.jsonl)
-            outcome.facts = std::make_shared<const Json>(facts ? jsonOf(*facts) : jsonOf(*document));
-        else
-            rows[index] = facts ? rowOf(name, *facts) : rowOf(name, *document, titleOf(withAverage).size());
-        return outcome;
-    };
-    runAll(inputs.list.size(), together, work, reporter);
+        const bool isOther = ZelFailure::last().code == ZelFailureCode::notAnImage;
+        const auto document = isOther ? documentFactsOf(input) : std::nullopt;
+        return document ? Answer({rowOf(input.name, *document, titleOf(withAverage).size()), jsonOf(*document)})
+                        : Answer();
+    });
     return reporter.finish([&](const std::vector<Outcome>&) { return tableText(titleOf(withAverage), rows); });
 }
 

@@ -129,6 +129,23 @@ TEST(Info, TellsWhatFilesHoldInJson)
     EXPECT_EQ(line["average"], (Json::array({19.5, 14.5, 100.0, 255.0})));
 }
 
+TEST(Exif, ListsWhatAFileSaysAndHeedsStrict)
+{
+    const TemporaryFolder folder(true);
+    folder.put("a.png", pngFile(40, 30, ramp, 2835));
+    folder.put("two.ppm", "P5 1 1 255\nAP5 1 1 255\nB");
+    const auto listed = zel(folder, {"exif", "a.png"}).out;
+    for (const char* name : {"PixelWidth", "PixelHeight", "DPIWidth", "ColorModel"})
+        EXPECT_NE(listed.find(name), std::string::npos) << name;
+    const auto line = Json::parse(zel(folder, {"exif", "--jsonl", "a.png"}).out);
+    EXPECT_EQ(line["properties"]["PixelWidth"], 40);
+    EXPECT_EQ(line["properties"]["DPIWidth"], 72.0); // what 2835 dots a metre mean
+    const Ended lenient = zel(folder, {"exif", "two.ppm"}), strict = zel(folder, {"exif", "--strict", "two.ppm"});
+    EXPECT_EQ(lenient.status, 0);
+    EXPECT_NE(strict.status, 0) << "a second picture is a warning";
+    EXPECT_EQ(strict.out, "");
+}
+
 TEST(JsonDocuments, ConformToTheirSchemas)
 {
     const TemporaryFolder folder(true);
@@ -141,6 +158,7 @@ TEST(JsonDocuments, ConformToTheirSchemas)
     const std::vector<std::string> runs[] = {
         {"info", "--average", "a.png", "a.jpg", "cut.jpg", "none.png"},
         {"info", "none.png"},
+        {"exif", "a.png", "cut.jpg", "none.png"},
         {"resize", "--width", "20", "a.png", "a.jpg", "cut.jpg", "none.png", "-o", "{n}.png"},
         {"resize", "--width", "20", "a.png", "-o", "out/", "--dry-run"},
         {"convert", "a.png", "-o", "taken.png", "--skip-existing"},

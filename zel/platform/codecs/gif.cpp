@@ -202,13 +202,7 @@ try {
     facts.layout.colorSpace = picture->profile;
     facts.format = "gif";
     facts.frames = picture->frames;
-    const auto result = std::make_shared<GifPicture>(source, facts, *picture);
-    if (!result->firstRowDecodes())
-        return nullptr;
-    if (facts.frames > 1)
-        warn(ZelFailureCode::unsupported, "decode",
-             fmt::format("GIF: only the first of {} frames is used", facts.frames));
-    return result;
+    return SourcePicture::opened(std::make_shared<GifPicture>(source, facts, *picture));
 } catch (const std::bad_alloc&) {
     return fail(ZelFailureCode::outOfMemory, "decode", "GIF: no memory to read the header with");
 }

@@ -315,13 +315,7 @@ try {
     facts.format = "pnm";
     facts.bits = static_cast<int>(std::bit_width(static_cast<std::uint32_t>(header->most)));
     facts.frames = countPictures(*source, *header);
-    const auto picture = std::make_shared<PnmPicture>(source, facts, *header);
-    if (!picture->firstRowDecodes())
-        return nullptr;
-    if (facts.frames > 1)
-        warn(ZelFailureCode::unsupported, "decode",
-             fmt::format("PNM: only the first of {} pictures is used", facts.frames));
-    return picture;
+    return SourcePicture::opened(std::make_shared<PnmPicture>(source, facts, *header), "pictures");
 } catch (const std::bad_alloc&) {
     return fail(ZelFailureCode::outOfMemory, "decode", "PNM: no memory to read the header with");
 }

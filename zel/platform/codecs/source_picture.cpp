@@ -134,4 +134,14 @@ bool SourcePicture::firstRowDecodes() const
     return false;
 }
 
+Ref<const PixelProvider> SourcePicture::opened(const Ref<const SourcePicture>& picture, std::string_view others)
+{
+    if (!picture->firstRowDecodes())
+        return nullptr;
+    if (const int frames = picture->facts_.frames; frames > 1)
+        warn(ZelFailureCode::unsupported, "decode",
+             fmt::format("{}: only the first of {} {} is used", picture->format_, frames, others));
+    return picture;
+}
+
 } // namespace zel

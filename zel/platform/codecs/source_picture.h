@@ -65,6 +65,9 @@ public:
 
     /// True when the first row can be had, or else the reason is noted. Warnings wait for the decoding itself.
     [[nodiscard]] bool firstRowDecodes() const;
+    /// The last step of opening: the picture where its first row can be had, warning of what else the file holds
+    /// ("only the first of 3 frames is used"); null with the reason noted.
+    static Ref<const PixelProvider> opened(const Ref<const SourcePicture>& picture, std::string_view others = "frames");
 
 protected:
     /// Hands over the rows that are wanted, at least one. May throw std::bad_alloc.

@@ -4,7 +4,6 @@
 #include <zel/platform/codecs/webp_chunks.h>
 #include <zel/platform/foundation/notes.h>
 
-#include <fmt/format.h>
 #include <webp/decode.h>
 
 #include <cstring>
@@ -153,13 +152,7 @@ try {
     facts.dpiY = plausibleDpi(picture->exif.dpiY);
     facts.format = "webp";
     facts.frames = picture->frames;
-    const auto result = std::make_shared<WebpPicture>(source, facts, std::move(*picture));
-    if (!result->firstRowDecodes())
-        return nullptr;
-    if (facts.frames > 1)
-        warn(ZelFailureCode::unsupported, "decode",
-             fmt::format("WebP: only the first of {} frames is used", facts.frames));
-    return result;
+    return SourcePicture::opened(std::make_shared<WebpPicture>(source, facts, std::move(*picture)));
 } catch (const std::bad_alloc&) {
     return fail(ZelFailureCode::outOfMemory, "decode", "WebP: no memory to read the header with");
 }

@@ -50,7 +50,8 @@ ZEL_API std::vector<ZelComposer::Guide> guideList(const ZelComposer& composer, I
 ZEL_API std::vector<double> verticalGuides(const ZelComposer& composer, ForLayer layer);
 ZEL_API std::vector<double> horizontalGuides(const ZelComposer& composer, ForLayer layer);
 /// The place for the layer's centre, nearest to where it is, that puts its centre or, of an image, an edge on a line;
-/// of equally near ones the centre before the edges. Absent where none is within 10 pixels of the view.
+/// of equally near ones the centre before the edges. Absent where none is within 10 pixels of the view. Cost: a look at
+/// every layer; much more where the console is heard, which is told the steps of each.
 ZEL_API std::optional<double> nearestVerticalGuide(const ZelComposer& composer, SnapQuery query);
 /// The same down; pixels are counted by the view's width here, too.
 ZEL_API std::optional<double> nearestHorizontalGuide(const ZelComposer& composer, SnapQuery query);

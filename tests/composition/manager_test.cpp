@@ -5,6 +5,9 @@
 
 #include <common/pictures.h>
 
+#include <cmath>
+#include <random>
+
 namespace zel::testing {
 namespace {
 
@@ -29,6 +32,7 @@ TEST_F(ManagerTest, SavesAndAnnouncesEveryChange)
         {"new layer of a stranger", [&] { manager->newLayer({.ofType = LayerType::shape, .in = stranger}); }, 0, "abc"},
         {"remove layer by id", [&] { manager->remove({.layerWithId = "b", .from = composer()}); }, 1, "ac"},
         {"remove layer", [&] { manager->remove(composer().layerList[0], {.from = composer()}); }, 1, "bc"},
+        {"remove layer of a stranger", [&] { manager->remove({.layerWithId = "b", .from = stranger}); }, 0, "abc"},
         {"remove no layer", [&] { manager->remove({.layerWithId = "x", .from = composer()}); }, 0, "abc"},
         {"duplicate", [&] { manager->duplicate(composer().layerList[1], {.of = composer()}); }, 1, "ab+c"},
         {"duplicate a stranger", [&] { manager->duplicate(other, {.of = composer()}); }, 0, "abc"},
@@ -43,9 +47,19 @@ TEST_F(ManagerTest, SavesAndAnnouncesEveryChange)
              manager->updateOffset({.for_ = other, .of = composer(), .to = {1, 1}, .in = {10, 10}});
          },
          0, "abc"},
+        {"move in a stranger",
+         [&] {
+             manager->updateOffset({.for_ = composer().layerList[0], .of = stranger, .to = {1, 1}, .in = {10, 10}});
+         },
+         0, "abc"},
+        {"select a layer", [&] { manager->setSelectedLayer({.to = &composer().layerList[1], .of = composer()}); }, 1,
+         "abc"},
         {"select no layer", [&] { manager->setSelectedLayer({.to = nullptr, .of = composer()}); }, 1, "abc"},
         {"select in a stranger", [&] { manager->setSelectedLayer({.to = &other, .of = stranger}); }, 0, "abc"},
         {"change in place", [&] { manager->changeComposerList([](auto& list) { list[0].name = "x"; }); }, 1, "abc"},
+        {"change nothing in place", [&] { manager->changeComposerList([](auto&) {}); }, 1, "abc"},
+        {"change by nothing", [&] { manager->changeComposerList({}); }, 0, "abc"},
+        {"set the list", [&] { manager->setComposerList({}); }, 1, nullptr},
         {"select a composer", [&] { manager->setSelectedComposerId("one"); }, 1, "abc"},
         {"select it again", [&] { manager->setSelectedComposerId(std::nullopt); }, 1, "abc"},
         {"rename the configuration", [&] { manager->setConfigurationName("x"); }, 0, "abc"},
@@ -64,6 +78,65 @@ TEST_F(ManagerTest, SavesAndAnnouncesEveryChange)
             EXPECT_EQ(stored(), encode(manager));
         }
     }
+}
+
+TEST_F(ManagerTest, SavesAnnouncingNothingWhenAskedTo)
+{
+    fill();
+    manager->save();
+    manager->save();
+    EXPECT_EQ(saves, 2);
+    EXPECT_EQ(announced, 0);
+}
+
+/// Most of a saved text is kept from the save before: it must be the text all the same.
+TEST_F(ManagerTest, SavesTheTextOfTheStateWhateverChanges)
+{
+    std::mt19937 random(1);
+    const auto below = [&random](std::size_t bound) { return static_cast<std::size_t>(random()) % bound; };
+    const auto change = [&](std::vector<ZelComposer>& list) {
+        const std::size_t kind = below(9);
+        if (list.empty() || kind == 0) {
+            list.insert(list.begin() + static_cast<std::ptrdiff_t>(below(list.size() + 1)), ZelComposer());
+            return;
+        }
+        const auto one = list.begin() + static_cast<std::ptrdiff_t>(below(list.size()));
+        std::vector<Layer>& layers = one->layerList;
+        if (kind == 1) {
+            list.erase(one);
+        } else if (kind == 2) {
+            one->id = list.front().id; // two of one name
+        } else if (kind == 3) {
+            std::swap(*one, list.back());
+        } else if (layers.empty() || kind == 4) {
+            layers.insert(layers.begin() + static_cast<std::ptrdiff_t>(below(layers.size() + 1)), 1 + below(3),
+                          Layer());
+        } else if (kind == 5) {
+            layers.erase(layers.begin() + static_cast<std::ptrdiff_t>(below(layers.size())), layers.end());
+        } else if (kind == 6) {
+            std::swap(layers[below(layers.size())], layers[below(layers.size())]);
+        } else if (kind == 7) {
+            one->guideList_.push_back({.id = "g"});
+            one->selectedLayerId = layers.back().id;
+        } else {
+            // Equal figures may have different texts.
+            double& figure = layers[below(layers.size())].transform.scale.y;
+            figure = figure == 0 && !std::signbit(figure) ? -0.0 : 0.0;
+        }
+    };
+    for (int round = 0; round < 300; ++round) {
+        SCOPED_TRACE(round);
+        if (below(20) == 0)
+            manager->setSelectedComposerId(below(2) == 0 ? std::nullopt : std::optional<std::string>("\"x\""));
+        manager->changeComposerList(change);
+        ASSERT_EQ(stored(), encode(manager));
+    }
+    // What has no text keeps the file as it was, and the way back from there is found.
+    const std::string good = stored();
+    manager->changeComposerList([](auto& list) { list.emplace_back().ratio = std::nan(""); });
+    EXPECT_EQ(stored(), good);
+    manager->changeComposerList([](auto& list) { list.back().ratio = 2; });
+    EXPECT_EQ(stored(), encode(manager));
 }
 
 TEST_F(ManagerTest, MakesComposersAndLayersWithTheirDefaults)
@@ -168,6 +241,28 @@ TEST_F(ManagerTest, TakesImagesIntoTheStore)
     EXPECT_FALSE(manager->newImageLayerAsShareApp(folder.url("p.png"), {.shareApp = store, .in = stranger}).get());
     EXPECT_FALSE(manager->newImageLayerAsShareApp(folder.url("p.png"), {.shareApp = {}, .in = composer()}).get());
     EXPECT_EQ(saves, 4);
+}
+
+TEST_F(ManagerTest, GoesOnWhileImagesAreTakenIn)
+{
+    fill();
+    const ZelComposer owner = composer();
+    const auto store = std::make_shared<ZelShareApp>(folder.url("store"));
+    ASSERT_TRUE(encodePng(test::flat(6, 4, {1, 2, 3, 255}), {})->write(folder.url("p.png")));
+    constexpr int images = 6, moves = 40;
+    std::vector<std::future<std::optional<Layer>>> coming;
+    for (int i = 0; i < images; ++i)
+        coming.push_back(manager->newImageLayerAsShareApp(folder.url("p.png"), {.shareApp = store, .in = owner}));
+    for (int i = 0; i < moves; ++i)
+        manager->updateOffset(
+            {.for_ = owner.layerList[0], .of = owner, .to = {static_cast<double>(i), 1}, .in = {100, 100}});
+    for (auto& layer : coming)
+        EXPECT_TRUE(layer.get());
+    EXPECT_EQ(composer().layerList.size(), 3U + images);
+    EXPECT_EQ(saves, moves + 4 * images);
+    EXPECT_EQ(announced, moves + 4 * images);
+    EXPECT_EQ(stored(), encode(manager));
+    EXPECT_EQ(encode(ZelComposerManager::load()), encode(manager));
 }
 
 } // namespace

@@ -193,18 +193,45 @@ struct JsonForm<Layer> {
     }
 };
 
-OrderedJson JsonForm<ZelComposer>::write(const ZelComposer& value, const JsonPath& path)
+namespace {
+
+JsonObject fieldsBeforeLayers(const ZelComposer& value, const JsonPath& path)
 {
-    return JsonObject(path)
-        .field("id", value.id)
-        .field("name", value.name)
-        .field("ratio", value.ratio)
-        .field("layerList", value.layerList)
-        .field("guideList_", value.guideList_)
+    JsonObject object(path);
+    object.field("id", value.id).field("name", value.name).field("ratio", value.ratio);
+    return object;
+}
+
+void addFieldsBehindLayers(JsonObject& object, const ZelComposer& value)
+{
+    object.field("guideList_", value.guideList_)
         .field("bgColor", value.bgColor)
         .field("shouldBeDeleted", value.shouldBeDeleted)
-        .optionalField("selectedLayerId", value.selectedLayerId)
-        .take();
+        .optionalField("selectedLayerId", value.selectedLayerId);
+}
+
+} // namespace
+
+OrderedJson JsonForm<ZelComposer>::write(const ZelComposer& value, const JsonPath& path)
+{
+    JsonObject object = fieldsBeforeLayers(value, path);
+    object.field("layerList", value.layerList);
+    addFieldsBehindLayers(object, value);
+    return object.take();
+}
+
+ComposerFrame frameOf(const ZelComposer& composer)
+{
+    const JsonPath path;
+    ComposerFrame frame;
+    frame.beforeLayers = jsonText(fieldsBeforeLayers(composer, path).take());
+    frame.beforeLayers.pop_back(); // the brace, since the object goes on
+    frame.beforeLayers += R"(,"layerList":[)";
+    JsonObject behind(path);
+    addFieldsBehindLayers(behind, composer);
+    frame.behindLayers = "]" + jsonText(behind.take());
+    frame.behindLayers[1] = ','; // in place of the brace
+    return frame;
 }
 
 ZelComposer JsonForm<ZelComposer>::read(const JsonReader& in)

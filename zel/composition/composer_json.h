@@ -11,4 +11,11 @@ struct JsonForm<ZelComposer> {
     static ZelComposer read(const JsonReader& in);
 };
 
+/// The text of a composer without those of its layers.
+struct ComposerFrame {
+    std::string beforeLayers, behindLayers; ///< `{…"layerList":[` and `],…}`
+};
+/// With the texts of the layers between, divided by commas, it is what `encode` gives. Throws ZelEncodingError.
+ComposerFrame frameOf(const ZelComposer& composer);
+
 } // namespace zel

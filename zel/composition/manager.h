@@ -15,6 +15,9 @@ namespace zel {
 /// Callers take turns with it; `newImageLayerAsShareApp` alone works beside them. Shared: make it with
 /// `std::make_shared` or `makeZelComposerManager`.
 ///
+/// Cost of a change: the text of the layers that it changed, a look at the others, the writing of the file; not the
+/// wait for the disk. A state that the file holds already is not written.
+///
 /// JSON: {"configurationName":…,"composerList":[…],"selectedComposerId":…}, the last where one is selected.
 class ZEL_API ZelComposerManager : public std::enable_shared_from_this<ZelComposerManager> {
 public:

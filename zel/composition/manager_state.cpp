@@ -1,39 +1,11 @@
 #include <zel/composition/manager_state.h>
 
-#include <zel/composition/composer_json.h>
 #include <zel/composition/manager_store.h>
 #include <zel/platform/foundation/threads.h>
 
 #include <algorithm>
 
 namespace zel {
-
-template <>
-struct JsonForm<ManagerRecord> {
-    static OrderedJson write(const ManagerRecord& value, const JsonPath& path)
-    {
-        return JsonObject(path)
-            .field("configurationName", value.configurationName)
-            .field("composerList", value.composerList)
-            .optionalField("selectedComposerId", value.selectedComposerId)
-            .take();
-    }
-    static ManagerRecord read(const JsonReader& in)
-    {
-        auto name = in.required<std::string>("configurationName");
-        auto list = in.required<std::vector<ZelComposer>>("composerList");
-        return {std::move(name), std::move(list), in.optional<std::string>("selectedComposerId")};
-    }
-};
-
-std::string textOf(const ManagerRecord& record)
-{
-    return encodeJson(record);
-}
-ManagerRecord recordOf(std::string_view text)
-{
-    return decodeJson<ManagerRecord>(text);
-}
 
 ZelComposer* ZelComposerManager::State::composer(const std::string& id)
 {
@@ -66,9 +38,9 @@ bool ZelComposerManager::State::change(const std::function<bool()>& change, Anno
     return true;
 }
 
-void ZelComposerManager::State::save() const
+void ZelComposerManager::State::save()
 {
-    saveState(record);
+    saveState(record, text);
 }
 
 std::optional<ZelComposer::Layer> ZelComposerManager::State::newLayer(Layer::LayerType type,

@@ -1,21 +1,10 @@
 #pragma once
 #include <zel/composition/manager.h>
+#include <zel/composition/manager_record.h>
 
 #include <mutex>
 
 namespace zel {
-
-/// What is saved of a manager.
-struct ManagerRecord {
-    std::string configurationName = "Default";
-    std::vector<ZelComposer> composerList = {};
-    std::optional<std::string> selectedComposerId = {};
-};
-
-/// Throws ZelEncodingError.
-std::string textOf(const ManagerRecord& record);
-/// Throws ZelDecodingError.
-ManagerRecord recordOf(std::string_view text);
 
 /// How changes are told to observers: `wait` until they have been, or, in the background, leave it to the main thread.
 enum class Announce { wait, later };
@@ -28,6 +17,7 @@ struct ZelComposerManager::State : std::enable_shared_from_this<ZelComposerManag
     /// Recursive: a change may ask the manager that it changes.
     mutable std::recursive_mutex mutex;
     ManagerRecord record;
+    RecordText text; ///< of `record`, as it was saved last
     std::vector<std::weak_ptr<Observer>> observers;
     bool ended = false; ///< the manager is gone
 
@@ -38,7 +28,7 @@ struct ZelComposerManager::State : std::enable_shared_from_this<ZelComposerManag
     /// Under the lock, `change` says whether it changed anything; if it did, saves, and without the lock announces.
     bool change(const std::function<bool()>& change, Announce how = Announce::wait);
     std::optional<Layer> newLayer(Layer::LayerType type, const std::string& composerId, Announce how);
-    void save() const;
+    void save();
     void announce(Announce how);
 };
 

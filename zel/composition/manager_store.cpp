@@ -28,10 +28,11 @@ NamedDocuments namedDocuments()
 }
 
 /// Absent, with the reason noted, for figures that have no JSON form.
-std::optional<std::string> savedForm(const ManagerRecord& record)
+template <class MakeText>
+std::optional<std::string> savedForm(const MakeText& makeText)
 {
     try {
-        return textOf(record);
+        return makeText();
     } catch (const ZelEncodingError& error) {
         return fail(ZelFailureCode::invalidArgument, "save",
                     "the composers are not saved: " + error.codingPath() + ": " + error.what());
@@ -51,11 +52,11 @@ SaveObserver& saveObserver()
 
 } // namespace
 
-void saveState(const ManagerRecord& record)
+void saveState(const ManagerRecord& record, RecordText& text)
 {
-    const std::optional<std::string> text = savedForm(record);
-    if (const Ref<StoredDocument> stored = text ? document() : nullptr)
-        stored->save(*text);
+    std::optional<std::string> form = savedForm([&] { return text.of(record); });
+    if (const Ref<StoredDocument> stored = form ? document() : nullptr)
+        stored->save(std::move(*form));
 }
 
 void tellSaved()
@@ -102,7 +103,7 @@ void ZelComposerManager::saveConfiguration(ConfigurationName name)
     std::optional<std::string> text;
     {
         const std::scoped_lock lock(state_->mutex);
-        text = savedForm(state_->record);
+        text = savedForm([&] { return textOf(state_->record); });
     }
     if (text)
         namedDocuments().save(name.withName, *text);

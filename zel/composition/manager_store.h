@@ -3,8 +3,8 @@
 
 namespace zel {
 
-/// Writes the record; what fails is noted.
-void saveState(const ManagerRecord& record);
+/// Writes the record, whose text is kept from time to time; what fails is noted.
+void saveState(const ManagerRecord& record, RecordText& text);
 /// Calls the observer of saves, where there is one.
 void tellSaved();
 

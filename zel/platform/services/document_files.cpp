@@ -39,7 +39,7 @@ std::optional<std::string> readText(const URL& file)
 
 bool writeText(const URL& file, const std::string& text, bool sync)
 {
-    const std::vector<std::uint8_t> bytes(text.begin(), text.end());
+    const std::span<const std::uint8_t> bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
     return writeAtomically(file, bytes, {.operation = "save", .createFolders = true, .sync = sync});
 }
 

@@ -64,7 +64,7 @@ std::optional<StoredDocument::Identity> StoredDocument::look() const
     return Identity{facts.st_dev, facts.st_ino, facts.st_size, facts.st_mtim.tv_sec, facts.st_mtim.tv_nsec};
 }
 
-bool StoredDocument::save(const std::string& text)
+bool StoredDocument::save(std::string text)
 {
     if (isTooLong(text))
         return false;
@@ -81,7 +81,7 @@ bool StoredDocument::save(const std::string& text)
         keepCopy(*text_);
     if (!writeText(file_, text, false))
         return false;
-    text_ = text;
+    text_ = std::move(text);
     identity_ = look().value_or(Identity{});
     unsynced_ = true;
     syncSoon();

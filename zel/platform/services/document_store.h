@@ -27,7 +27,7 @@ public:
 
     /// Replaces the file in one step; does nothing where it holds that text already. What another process has written
     /// meanwhile becomes the copy, with a warning. False, with the reason noted, where the file is as it was.
-    bool save(const std::string& text);
+    bool save(std::string text);
     /// The last saved text; absent where nothing was saved. Where the file is damaged, which is noted as a failure, or
     /// gone, the copy.
     std::optional<std::string> load();

@@ -4,9 +4,10 @@
 The folder that ZEL_PICTURES names holds pictures and a README.md whose tables state what other programs found in them:
 rows of five columns, the first one the file, the last one the facts ("231 x 308 upright (308 x 231 stored);
 orientation 5; profile "sRGB"; average (115, 117, 96, 255) by vips, pillow; magick says (114, 117, 96, 255)"). Every
-picture of a format that is read must have that size, orientation, profile, number of frames and average colour. Those
-under broken/ must end within a second, with one clear line and status 3 (or 4: more than the limits allow), or with a
-picture and a warning where another program had one. Without the variable: skipped (77).
+picture of a format that is read must have that size, orientation, profile, number of frames and average colour, and the
+moment and position that are stated ("taken 2012:09:29 16:11:25; GPS 47.627167 N, 122.337333 W"), or none. Those under
+broken/ must end within a second, with one clear line and status 3 (or 4: more than the limits allow), or with a picture
+and a warning where another program had one. Without the variable: skipped (77).
 """
 import json
 import os
@@ -19,6 +20,7 @@ KINDS = {".jpg": "jpeg", ".jpeg": "jpeg", ".png": "png", ".tif": "tiff", ".tiff"
          ".webp": "webp", ".gif": "gif", ".bmp": "bmp", ".ico": "ico", ".heic": "heif",
          ".avif": "avif"}
 TOLERANCE = 3
+DEGREES = 1e-6
 SECONDS = 1
 SKIPPED = 77
 REFUSALS = 3, 4
@@ -42,12 +44,16 @@ def expected(facts):
     orientation = re.search(r"orientation (\d)", facts)
     frames = re.search(r"(\d+) (?:frames|pictures)", facts)
     profile = re.search(r'profile "([^"]*)"', facts)
+    taken = re.search(r"taken (\d{4}):(\d\d):(\d\d) (\d\d:\d\d:\d\d)", facts)
+    position = re.search(r"GPS ([\d.]+) [NS], ([\d.]+) [EW]", facts)
     return {
         "size": (int(size[1]), int(size[2])),
         "orientation": int(orientation[1]) if orientation else 1,
         "frames": int(frames[1]) if frames else 1,
         "profile": profile[1] if profile else None,
         "averages": averages,
+        "taken": f"{taken[1]}-{taken[2]}-{taken[3]}T{taken[4]}" if taken else None,
+        "position": (float(position[1]), float(position[2])) if position else None,
     }
 
 
@@ -63,6 +69,13 @@ def differences(found, wanted, kind):
             result.append(f"{name} {found[name]}, not {stated}")
     if wanted["profile"] is not None and found["profile"] != wanted["profile"]:
         result.append(f"profile {found['profile']!r}, not {wanted['profile']!r}")
+    if found.get("shotDate") != wanted["taken"]:
+        result.append(f"taken {found.get('shotDate')}, not {wanted['taken']}")
+    position = found.get("coordinates")
+    place = None if position is None else (position["lat"], position["lon"])
+    if (place is None) != (wanted["position"] is None) or place and any(
+            abs(told - stated) > DEGREES for told, stated in zip(place, wanted["position"])):
+        result.append(f"position {place}, not {wanted['position']}")
     for i, component in enumerate(("red", "green", "blue", "alpha")):
         stated = [average[i] for average in wanted["averages"]]
         if not min(stated) - TOLERANCE <= found["average"][i] <= max(stated) + TOLERANCE:

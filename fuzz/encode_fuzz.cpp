@@ -148,6 +148,42 @@ void tryJpeg(const Ref<const CGImage>& picture, double quality)
     }
 }
 
+/// The picture with its first colour in all three.
+Ref<const CGImage> grayed(const CGImage& image)
+{
+    std::vector<std::uint8_t> bytes(image.bytes().begin(), image.bytes().end());
+    const std::size_t pixel = static_cast<std::size_t>(image.layout().bitsPerComponent) / 2, size = pixel / 4;
+    const std::size_t first = alphaComesFirst(image.layout().alphaInfo) ? size : 0;
+    for (std::size_t at = 0; at + pixel <= bytes.size(); at += pixel)
+        for (std::size_t index = 1; index < 3; ++index)
+            std::memcpy(bytes.data() + at + first + index * size, bytes.data() + at + first, size);
+    return CGImage::make(image.layout(), Data(std::move(bytes)), image.bytesPerRow());
+}
+
+/// Differences of colours are halved, so that grey alone comes back nearly as it was.
+void tryHeif(const Ref<const CGImage>& colored, const HeifOptions& options, double quality)
+{
+    const Ref<const CGImage> picture = grayed(*colored);
+    const Ref<HeifEncoder> encoder = HeifEncoder::make(picture, options);
+    require(encoder != nullptr, "a HEIF encoder for every picture");
+    const std::optional<Data> encoded = encoder->encode(quality);
+    require(encoded == encoder->encode(quality), "the same bytes for the same quality");
+    const Ref<const CGImage> back = readBack(encoded, *picture);
+    const bool keepsAlpha = hasAlpha(picture->layout().alphaInfo) && options.bits == 8;
+    require(back->facts()->bits == options.bits, "the depth that was asked for");
+    require(hasAlpha(back->layout().alphaInfo) == keepsAlpha, "alpha where there was some");
+    if (quality < 1)
+        return;
+    const std::vector<double> before = straight(*picture), after = straight(*back);
+    for (std::size_t i = 0; i < before.size(); ++i) {
+        const double alpha = before[i / 4 * 4 + 3];
+        if (i % 4 == 3)
+            require(std::abs((keepsAlpha ? alpha : 1) - after[i]) < 12 / 255.0, "nearly the same alpha");
+        else if (alpha > 0.25)
+            require(std::abs(before[i] - after[i]) < 16 / 255.0, "nearly the same grey at the best quality");
+    }
+}
+
 /// Laid over white, and otherwise every colour; two roundings where it was to be premultiplied.
 void tryPnm(const Ref<const CGImage>& picture)
 {
@@ -167,7 +203,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const ZelLimits::Scope scope(checks::tightLimits());
     fuzz::Choices choices(data, size);
-    const int format = choices.byte() % 5;
+    const int format = choices.byte() % 7;
     const double quality = choices.byte() % 3 == 0 ? 1 : choices.fraction();
     const double dpi = choices.byte();
     const Ref<const CGImage> picture = makePicture(choices);
@@ -179,6 +215,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         requireSame(*picture, *readBack(encodeTiff(picture, {.dpiX = dpi, .dpiY = dpi}), *picture));
     else if (format == 4)
         tryPnm(picture);
+    else if (format == 5)
+        tryHeif(picture, {.bits = size % 4 == 0 ? 10 : 8}, quality);
+    else if (format == 6)
+        tryHeif(picture, {.bits = size % 4 == 0 ? 10 : 8, .coding = heif::Coding::av1}, quality);
     else
         tryJpeg(picture, quality);
     return 0;

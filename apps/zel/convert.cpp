@@ -14,12 +14,13 @@ constexpr std::string_view examples = R"(Examples:
   zel convert photo.png -o photo.jpg --max-bytes 500k --dpi 300
   zel convert photo.jpg -o print.jpg --dpi 300 --lossless
   zel convert photo.jpg -o photo.heic --quality 50
+  zel convert photo.jpg -o photo.avif --max-bytes 300k
 )";
 
 constexpr std::string_view notes = R"(Samples, profile and resolution are kept as far as the format holds them: 16 bits
-and alpha in PNG and TIFF, alpha in HEIF, neither in JPEG, which is laid over
-white unless --background says otherwise. --lossless keeps a JPEG byte for byte,
-but for the resolution that --dpi asks for.
+and alpha in PNG and TIFF, alpha in HEIF and AVIF, neither in JPEG, which is laid
+over white unless --background says otherwise. --lossless keeps a JPEG byte for
+byte, but for the resolution that --dpi asks for.
 )";
 
 /// The picture laid over a colour.

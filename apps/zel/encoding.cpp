@@ -69,12 +69,15 @@ bool hasAlpha(const CGImage& image)
     return alpha != CGAlphaInfo::noneSkipLast && alpha != CGAlphaInfo::noneSkipFirst;
 }
 
-/// HEIF as it is; to a wanted size with one point a pixel, so that what is reduced is the picture that was given.
-std::optional<Data> encodeHeif(const Ref<ZelImage>& image, const EncodingOptions& options)
+/// HEIF or AVIF as it is; to a wanted size with one point a pixel, so that what is reduced is the picture that was
+/// given.
+std::optional<Data> encodeHeif(const Ref<ZelImage>& image, const EncodingOptions& options, heif::Coding coding)
 {
-    if (!options.maxBytes)
-        return heifData(nullptr, {.from = image->cgImage, .quality = options.quality.value_or(defaultQuality) / 100});
-    return heifWithin(makeZelImage(image->cgImage), *options.maxBytes, SizeRule::neverMore, hasAlpha(*image->cgImage));
+    if (options.maxBytes)
+        return heifWithin(makeZelImage(image->cgImage), *options.maxBytes, SizeRule::neverMore,
+                          hasAlpha(*image->cgImage), coding);
+    const Ref<HeifEncoder> encoder = HeifEncoder::make(image->cgImage, {.coding = coding});
+    return encoder ? encoder->encode(options.quality.value_or(defaultQuality) / 100) : std::nullopt;
 }
 
 } // namespace
@@ -84,8 +87,8 @@ void EncodingOptions::declare(Arguments& arguments)
     arguments.section("Encoding");
     arguments.value("--format", "NAME", format, readFormat,
                     fmt::format("{} (else the output's extension says, else the input)", writableFormats()));
-    arguments.value("--quality", "Q", quality, readQuality, "of JPEG and HEIF, 0 to 100 (85)");
-    arguments.value("--max-bytes", "SIZE", maxBytes, readSize, "the best JPEG or HEIF of at most so many bytes");
+    arguments.value("--quality", "Q", quality, readQuality, "of JPEG, HEIF and AVIF, 0 to 100 (85)");
+    arguments.value("--max-bytes", "SIZE", maxBytes, readSize, "the best JPEG, HEIF or AVIF of at most so many bytes");
     arguments.value("--dpi", "N", dpi, readDpi, "the resolution to record (else the input's)");
 }
 
@@ -93,8 +96,8 @@ void EncodingOptions::check(Format written) const
 {
     if (quality && maxBytes)
         throw UsageError("--quality and --max-bytes exclude each other");
-    if (maxBytes && written != Format::jpeg && written != Format::heif)
-        throw UsageError(fmt::format("--max-bytes is for JPEG and HEIF, the output is {}", formatName(written)),
+    if (maxBytes && written != Format::jpeg && written != Format::heif && written != Format::avif)
+        throw UsageError(fmt::format("--max-bytes is for JPEG, HEIF and AVIF, the output is {}", formatName(written)),
                          "--format jpeg");
 }
 
@@ -120,7 +123,9 @@ std::optional<Data> encodePicture(const Ref<ZelImage>& image, Format format, con
     case Format::tiff:
         return encodeTiff(image->cgImage, {.dpiX = resolution.x, .dpiY = resolution.y});
     case Format::heif:
-        return encodeHeif(image, options);
+        return encodeHeif(image, options, heif::Coding::hevc);
+    case Format::avif:
+        return encodeHeif(image, options, heif::Coding::av1);
     case Format::pnm:
         return encodePnm(image->cgImage);
     }

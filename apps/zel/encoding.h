@@ -9,8 +9,8 @@ namespace zel::program {
 /// How results become files.
 struct EncodingOptions {
     std::optional<Format> format;
-    std::optional<double> quality;        ///< 0...100, of JPEG and HEIF
-    std::optional<std::int64_t> maxBytes; ///< of JPEG and HEIF
+    std::optional<double> quality;        ///< 0...100, of JPEG, HEIF and AVIF
+    std::optional<std::int64_t> maxBytes; ///< of JPEG, HEIF and AVIF
     std::optional<double> dpi;
 
     void declare(Arguments& arguments);

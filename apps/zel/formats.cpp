@@ -26,13 +26,15 @@ struct Entry {
     std::string missing; ///< what would add it, where a part is not installed
 };
 
-/// Why an encoder cannot be used; empty where it can. Those of TIFF and HEIF stand in modules that may be missing.
+/// Why an encoder cannot be used; empty where it can. Those of TIFF, HEIF and AVIF stand in modules that may be
+/// missing.
 std::string missingEncoder(Format format)
 {
     const auto pixel = CGImage::make({.width = 1, .height = 1}, Data(std::vector<std::uint8_t>(4)), 4);
     const ZelReport report;
     const bool isThere = format == Format::tiff   ? encodeTiff(pixel, {}).has_value()
                          : format == Format::heif ? HeifEncoder::make(pixel) != nullptr
+                         : format == Format::avif ? HeifEncoder::make(pixel, {.coding = heif::Coding::av1}) != nullptr
                                                   : true;
     return isThere ? std::string() : ZelFailure::last().message;
 }

@@ -14,11 +14,12 @@ struct Writable {
     std::string_view extensions; ///< the usual one first
 };
 
-constexpr std::array<Writable, 5> writable = {{
+constexpr std::array<Writable, 6> writable = {{
     {Format::jpeg, "jpeg", "jpg jpeg jpe jfif"},
     {Format::png, "png", "png"},
     {Format::tiff, "tiff", "tif tiff"},
     {Format::heif, "heif", "heic heif hif"},
+    {Format::avif, "avif", "avif"},
     {Format::pnm, "pnm", "ppm pnm"},
 }};
 

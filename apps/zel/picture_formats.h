@@ -4,17 +4,17 @@
 namespace zel::program {
 
 /// A format that pictures are written in.
-enum class Format { jpeg, png, tiff, heif, pnm };
+enum class Format { jpeg, png, tiff, heif, avif, pnm };
 
-/// "jpeg", "png", "tiff", "heif", "pnm".
+/// "jpeg", "png", "tiff", "heif", "avif", "pnm".
 std::string_view formatName(Format format);
-/// What a name without an extension gets: "jpg", "png", "tif", "heic".
+/// What a name without an extension gets: "jpg", "png", "tif", "heic", "avif", "ppm".
 std::string_view usualExtension(Format format);
 /// The format that a person calls so: "jpg", "JPEG", "tif"; absent where it is none that can be written.
 std::optional<Format> formatNamed(std::string_view name);
 /// The format behind a file's extension ("photo.JPG", with or without folders); absent where there is none we write.
 std::optional<Format> formatOfFile(std::string_view file);
-/// "jpeg, png, tiff, heif, pnm", for messages.
+/// "jpeg, png, tiff, heif, avif, pnm", for messages.
 std::string writableFormats();
 
 /// True for names that end as pictures' names do, of every format that can be read.

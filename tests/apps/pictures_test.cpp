@@ -123,21 +123,35 @@ TEST(Pictures, ExportStaysWithinItsBytes)
     }
 }
 
-TEST(Pictures, HeicAndItsBytes)
+TEST(Pictures, HeicAndAvifAndTheirBytes)
 {
     const TemporaryFolder folder;
     folder.put("a.png", pngFile(200, 100, [](int x, int y) {
                    return Pixel{static_cast<std::uint8_t>(x * y), static_cast<std::uint8_t>(x ^ y), 90, 255};
                }));
-    ASSERT_EQ(zel(folder, {"convert", "a.png", "-o", "b.heic"}).status, 0);
-    EXPECT_EQ(folder.text("b.heic").substr(4, 8), "ftypheic");
-    const auto info = zel(folder, {"info", "b.heic", "--json"});
-    EXPECT_NE(info.out.find("\"heif\""), std::string::npos) << info.out;
-    // Below what any quality gives: reduced from its pixels, whatever the resolution of the input makes of its points.
-    for (const int most : {3000, 1200}) {
-        const auto ended = zel(folder, {"export", "a.png", "-o", "b.heic", "--max-bytes", std::to_string(most)});
-        ASSERT_EQ(ended.status, 0) << ended.err;
-        EXPECT_LE(folder.text("b.heic").size(), static_cast<std::size_t>(most));
+    const struct {
+        const char *file, *begins, *format;
+    } outputs[] = {{"b.heic", "ftypheic", "\"heif\""}, {"b.avif", "ftypavif", "\"avif\""}};
+    for (const auto& [file, begins, format] : outputs) {
+        SCOPED_TRACE(file);
+        std::size_t sizes[2] = {};
+        for (const int i : {0, 1}) {
+            const auto ended =
+                zel(folder, {"convert", "a.png", "-o", file, "--quality", i == 0 ? "20" : "80", "--force"});
+            ASSERT_EQ(ended.status, 0) << ended.err;
+            sizes[i] = folder.text(file).size();
+        }
+        EXPECT_LT(sizes[0], sizes[1]);
+        EXPECT_EQ(folder.text(file).substr(4, 8), begins);
+        const auto info = zel(folder, {"info", file, "--json"});
+        EXPECT_NE(info.out.find(format), std::string::npos) << info.out;
+        // At last below what any quality gives: reduced from its pixels, whatever the resolution of the input makes of
+        // its points.
+        for (const int most : {3000, 1200}) {
+            const auto reduced = zel(folder, {"export", "a.png", "-o", file, "--max-bytes", std::to_string(most)});
+            ASSERT_EQ(reduced.status, 0) << reduced.err;
+            EXPECT_LE(folder.text(file).size(), static_cast<std::size_t>(most));
+        }
     }
 }
 

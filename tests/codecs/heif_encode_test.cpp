@@ -1,5 +1,6 @@
 #include "decoded.h"
 
+#include <zel/engine/parallel.h>
 #include <zel/platform/codecs/encode.h>
 #include <zel/platform/foundation/failure.h>
 #include <zel/platform/graphics/color_space.h>
@@ -13,6 +14,8 @@
 
 namespace zel {
 namespace {
+
+using heif::Coding;
 
 /// Slopes of 64 steps, 32 pixels wide, in all components.
 Ref<const CGImage> slopes(int width, int height, CGAlphaInfo info)
@@ -34,14 +37,24 @@ TEST(HeifEncode, ComesBackInEverySize)
         int width, height;
         CGAlphaInfo info;
         int bits = 8;
+        Coding coding = Coding::hevc;
     } cases[] = {
-        {128, 96, CGAlphaInfo::noneSkipLast},     {1, 1, CGAlphaInfo::noneSkipLast},
-        {1, 7, CGAlphaInfo::noneSkipLast},        {67, 33, CGAlphaInfo::last},
-        {64, 64, CGAlphaInfo::premultipliedLast}, {65, 64, CGAlphaInfo::first},
+        {128, 96, CGAlphaInfo::noneSkipLast},
+        {1, 1, CGAlphaInfo::noneSkipLast},
+        {1, 7, CGAlphaInfo::noneSkipLast},
+        {67, 33, CGAlphaInfo::last},
+        {64, 64, CGAlphaInfo::premultipliedLast},
+        {65, 64, CGAlphaInfo::first},
         {33, 47, CGAlphaInfo::noneSkipLast, 10},
+        {128, 96, CGAlphaInfo::noneSkipLast, 8, Coding::av1},
+        {1, 1, CGAlphaInfo::noneSkipLast, 8, Coding::av1},
+        {1, 7, CGAlphaInfo::last, 8, Coding::av1},
+        {67, 33, CGAlphaInfo::premultipliedLast, 8, Coding::av1},
+        {33, 47, CGAlphaInfo::noneSkipLast, 10, Coding::av1},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.width << " x " << c.height << ", " << c.bits << " bits");
+        SCOPED_TRACE(testing::Message() << c.width << " x " << c.height << ", " << c.bits << " bits, "
+                                        << (c.coding == Coding::av1 ? "AV1" : "HEVC"));
         const bool hasAlpha = c.info != CGAlphaInfo::noneSkipLast;
         const test::Rgba color{200, 100, 50, 255}, premultiplied{120, 60, 30, 153}, first{153, 200, 100, 50},
             straight{200, 100, 50, 153};
@@ -51,10 +64,11 @@ TEST(HeifEncode, ComesBackInEverySize)
                                       : hasAlpha                               ? straight
                                                                                : color,
                                       c.info);
-        const auto encoder = HeifEncoder::make(image, {.bits = c.bits});
+        const auto encoder = HeifEncoder::make(image, {.bits = c.bits, .coding = c.coding});
         ASSERT_TRUE(encoder) << ZelFailure::last().message;
         const auto picture = test::open(bytesOf(encoder->encode(0.9)));
         ASSERT_TRUE(picture) << ZelFailure::last().message;
+        EXPECT_EQ(picture->facts().format, c.coding == Coding::av1 ? "avif" : "heif");
         EXPECT_EQ(picture->facts().bits, c.bits);
         EXPECT_EQ(picture->facts().hasAlpha, hasAlpha);
         EXPECT_FALSE(picture->facts().layout.colorSpace);
@@ -73,25 +87,52 @@ TEST(HeifEncode, ComesBackInEverySize)
 TEST(HeifEncode, QualityBuysLikeness)
 {
     const auto image = slopes(256, 192, CGAlphaInfo::noneSkipLast);
-    const auto encoder = HeifEncoder::make(image);
-    ASSERT_TRUE(encoder);
     const auto source = image->bytes();
-    std::size_t before = 0;
-    double errorBefore = 1e9;
-    for (const double quality : {0.0, 0.3, 0.5, 0.505, 0.8, 1.0}) {
-        SCOPED_TRACE(quality);
-        const auto file = encoder->encode(quality);
-        ASSERT_TRUE(file);
-        const auto pixels = test::decode(*test::open(bytesOf(file)));
-        double error = 0;
-        for (std::size_t i = 0; i < source.size(); i += 4)
-            error += std::abs(pixels.bytes[i + 1] - source[i + 1]);
-        EXPECT_GT(file->size(), before) << "also between whole steps";
-        EXPECT_LT(error, errorBefore * 1.01);
-        before = file->size();
-        errorBefore = error;
+    const struct {
+        Coding coding;
+        std::vector<double> qualities;
+    } cases[] = {
+        {Coding::hevc, {0.0, 0.3, 0.5, 0.505, 0.8, 1.0}}, // also between whole steps
+        {Coding::av1, {0.0, 0.3, 0.5, 0.52, 0.8, 1.0}},   // of which AV1 has 64
+    };
+    for (const auto& [coding, qualities] : cases) {
+        const auto encoder = HeifEncoder::make(image, {.coding = coding});
+        ASSERT_TRUE(encoder) << ZelFailure::last().message;
+        std::size_t before = 0;
+        double errorBefore = 1e9;
+        for (const double quality : qualities) {
+            SCOPED_TRACE(testing::Message() << (coding == Coding::av1 ? "AV1, " : "HEVC, ") << quality);
+            const auto file = encoder->encode(quality);
+            ASSERT_TRUE(file);
+            const auto pixels = test::decode(*test::open(bytesOf(file)));
+            double error = 0;
+            for (std::size_t i = 0; i < source.size(); i += 4)
+                error += std::abs(pixels.bytes[i + 1] - source[i + 1]);
+            EXPECT_GT(file->size(), before);
+            EXPECT_LT(error, errorBefore * 1.01);
+            before = file->size();
+            errorBefore = error;
+        }
+        EXPECT_EQ(bytesOf(encoder->encode(0.5)), bytesOf(HeifEncoder::make(image, {.coding = coding})->encode(0.5)));
+        EXPECT_EQ(bytesOf(encoder->encode(-1)), bytesOf(encoder->encode(0)));
+        EXPECT_EQ(bytesOf(encoder->encode(std::nan(""))), bytesOf(encoder->encode(0)));
     }
-    EXPECT_EQ(bytesOf(encoder->encode(0.5)), bytesOf(HeifEncoder::make(image)->encode(0.5)));
+}
+
+TEST(HeifEncode, ThreadsChangeNothing)
+{
+    const auto image = slopes(700, 500, CGAlphaInfo::last);
+    for (const Coding coding : {Coding::hevc, Coding::av1}) {
+        const auto encoder = HeifEncoder::make(image, {.coding = coding});
+        ASSERT_TRUE(encoder);
+        engine::setConcurrency(1);
+        const auto alone = bytesOf(encoder->encode(0.5));
+        for (const int threads : {2, 4}) {
+            engine::setConcurrency(threads);
+            EXPECT_EQ(bytesOf(encoder->encode(0.5)), alone) << threads << (coding == Coding::av1 ? ", AV1" : ", HEVC");
+        }
+        engine::setConcurrency(0);
+    }
 }
 
 TEST(HeifEncode, KeepsTheProfile)
@@ -102,11 +143,13 @@ TEST(HeifEncode, KeepsTheProfile)
     CGImage::Layout layout{.width = 20, .height = 20, .alphaInfo = CGAlphaInfo::noneSkipLast};
     layout.colorSpace = space;
     const auto image = CGImage::make(layout, Data(std::vector<std::uint8_t>(20 * 20 * 4, 90)), 80);
-    const auto picture = test::open(bytesOf(HeifEncoder::make(image)->encode(0.5)));
-    ASSERT_TRUE(picture);
-    ASSERT_TRUE(picture->facts().layout.colorSpace);
-    EXPECT_TRUE(picture->facts().layout.colorSpace->profile() == space->profile());
-    EXPECT_NEAR(test::decode(*picture).at(10, 10)[0], 90, 2) << "samples stay what they were";
+    for (const Coding coding : {Coding::hevc, Coding::av1}) {
+        const auto picture = test::open(bytesOf(HeifEncoder::make(image, {.coding = coding})->encode(0.5)));
+        ASSERT_TRUE(picture);
+        ASSERT_TRUE(picture->facts().layout.colorSpace);
+        EXPECT_TRUE(picture->facts().layout.colorSpace->profile() == space->profile());
+        EXPECT_NEAR(test::decode(*picture).at(10, 10)[0], 90, 2) << "samples stay what they were";
+    }
 }
 
 TEST(HeifEncode, RefusesWithTheReason)
@@ -118,6 +161,8 @@ TEST(HeifEncode, RefusesWithTheReason)
     EXPECT_EQ(ZelFailure::last().code, ZelFailureCode::invalidArgument);
     EXPECT_FALSE(HeifEncoder::make(test::flat(16'385, 1, {})));
     EXPECT_EQ(ZelFailure::last().code, ZelFailureCode::limit);
+    EXPECT_FALSE(HeifEncoder::make(test::flat(1, 16'385, {}), {.coding = Coding::av1}));
+    EXPECT_EQ(ZelFailure::last().message.substr(0, 5), "AVIF:");
 }
 
 } // namespace

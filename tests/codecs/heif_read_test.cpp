@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 
@@ -252,6 +253,26 @@ TEST(HeifRead, RefusesWhatCannotBeOrCostsTooMuch)
         EXPECT_EQ(test::open(c.file) != nullptr, c.code == ZelFailureCode::none);
         EXPECT_EQ(ZelFailure::last().code, c.code) << ZelFailure::last().message;
     }
+}
+
+/// The decoders' own words about damage stay away from standard error.
+TEST(HeifRead, DamageIsToldInNotesAlone)
+{
+    testing::internal::CaptureStderr();
+    int failures = 0;
+    for (const seeds::Seed& seed : seeds::heifSeeds()) {
+        const std::string_view name = seed.name.substr(0, 4) == "avif" ? "mdat" : "hvcC";
+        const auto found = std::search(seed.bytes.begin(), seed.bytes.end(), name.begin(), name.end());
+        const auto first = static_cast<std::size_t>(found - seed.bytes.begin());
+        for (std::size_t at = first + 4; at < std::min(first + 120, seed.bytes.size()); ++at) {
+            Bytes damaged = seed.bytes;
+            damaged[at] ^= 0x55;
+            const auto picture = test::open(damaged);
+            failures += picture && test::decode(*picture).complete ? 0 : 1;
+        }
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_GT(failures, 0);
 }
 
 } // namespace

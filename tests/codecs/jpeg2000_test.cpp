@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 
 namespace zel {
 namespace {
@@ -109,6 +110,31 @@ TEST(Jpeg2000, HalvedSizesComeFromFewerLevels)
     EXPECT_EQ(rows, 4);
 }
 
+/// One tile that is too large to be decoded without a stop: parts of it are, and make the whole.
+TEST(Jpeg2000, LargeTilesAreDecodedInParts)
+{
+    const Coded coded{.width = 5000, .height = 3400, .components = 2};
+    const seeds::Bytes file = seeds::encodeJpeg2000(coded);
+    const auto picture = test::open(file);
+    ASSERT_TRUE(picture) << ZelFailure::last().message;
+    const test::Decoded decoded = test::decode(*picture);
+    ASSERT_TRUE(decoded.complete);
+    int wrong = 0;
+    for (int y = 0; y < coded.height; ++y)
+        for (int x = y % 7; x < coded.width; x += 13)
+            wrong += decoded.at(x, y) == expectedAt(coded, x, y) ? 0 : 1;
+    EXPECT_EQ(wrong, 0);
+
+    ZelLimits limits;
+    limits.decodeTime = std::chrono::milliseconds(60);
+    const ZelLimits::Scope scope(limits);
+    ZelFailure::clear();
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_FALSE(test::decode(*picture).complete);
+    EXPECT_EQ(ZelFailure::last().code, ZelFailureCode::limit) << ZelFailure::last().message;
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+}
+
 /// 300 x 150 dots an inch for display: 11811 and 59055 / 10 dots a metre, beside another figure for the capture. The
 /// box with the number that stands for EXIF says orientation 3.
 TEST(Jpeg2000, SaysResolutionAndOrientation)
@@ -164,6 +190,9 @@ TEST(Jpeg2000, EndsEarlyOrIsRefused)
         {"30000 x 30000 pixels", patched(8, {0, 0, 0x75, 0x30, 0, 0, 0x75, 0x30}), ZelFailureCode::limit},
         {"a tile for each of 4096 x 64 pixels",
          patched(8, {0, 0, 16, 0, 0, 0, 0, 64, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 1}), ZelFailureCode::limit},
+        {"tiles of 25 megapixels",
+         patched(8, {0, 0, 0x1B, 0x58, 0, 0, 0x1B, 0x58, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x13, 0x88, 0, 0, 0x13, 0x88}),
+         ZelFailureCode::limit},
         {"it begins where it ends", patched(16, {0, 0, 0, 64}), ZelFailureCode::unreadable},
         {"tiles of no width", patched(24, {0, 0, 0, 0}), ZelFailureCode::unreadable},
         {"more components than are described", patched(40, {0, 4}), ZelFailureCode::unreadable},

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <malloc.h>
 
@@ -67,6 +68,24 @@ TEST_P(Damage, EndsWithAPictureOrAReason)
     // Damage that nobody notices, or that stops everything at the door, would try nothing.
     EXPECT_GT(pictures, (pictures + refusals) / 10);
     EXPECT_GT(refusals, (pictures + refusals) / 10);
+}
+
+/// So many rounds of changes, each with others than the one before: ZEL_DAMAGE_ROUNDS=20 looks longer than CI can.
+TEST(Hostile, MoreDamageWhereAskedFor)
+{
+    const char* const asked = std::getenv("ZEL_DAMAGE_ROUNDS");
+    if (asked == nullptr)
+        GTEST_SKIP() << "ZEL_DAMAGE_ROUNDS is not set";
+    for (std::uint32_t round = 1; round <= std::strtoul(asked, nullptr, 10); ++round) {
+        for (const seeds::Seed& seed : seeds::pictureSeeds()) {
+            for (const damage::Damaged& damaged : damage::changes(seed, 1500, round)) {
+                SCOPED_TRACE(seed.name + ", round " + std::to_string(round) + ": " + damaged.how);
+                EXPECT_EQ(checks::problemOfDecoding(damaged.bytes), "");
+                EXPECT_EQ(checks::problemOfFacts(damaged.bytes), "");
+                EXPECT_EQ(checks::problemOfCodedData(damaged.bytes), "");
+            }
+        }
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Ways, Damage,

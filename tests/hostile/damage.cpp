@@ -267,9 +267,11 @@ std::vector<Damaged> cuts(const Seed& seed, int count)
     return all;
 }
 
-std::vector<Damaged> changes(const Seed& seed, int count)
+std::vector<Damaged> changes(const Seed& seed, int count, std::uint32_t round)
 {
-    std::mt19937 random(static_cast<std::uint32_t>(seed.bytes.size())); // the same sequence on every run
+    constexpr std::uint32_t apart = 77;
+    // The same sequence on every run.
+    std::mt19937 random(static_cast<std::uint32_t>(seed.bytes.size()) + apart * round);
     std::vector<Damaged> all;
     for (int i = 0; i < count; ++i) {
         Damaged damaged{"bytes changed:", seed.bytes};

@@ -9,11 +9,21 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ctime>
 
 namespace zel {
 namespace {
 
 using seeds::Bytes;
+
+constexpr double mostMilliseconds = 50; // of the processor's time, to refuse what the header alone decides
+
+double processorMilliseconds()
+{
+    timespec now{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
+}
 
 Bytes seedNamed(const std::string& name)
 {
@@ -28,6 +38,58 @@ Bytes patched(Bytes bytes, std::size_t at, std::initializer_list<int> values)
     for (const int value : values)
         bytes.at(at++) = static_cast<std::uint8_t>(value);
     return bytes;
+}
+
+void append(Bytes& bytes, std::initializer_list<int> values)
+{
+    for (const int value : values)
+        bytes.push_back(static_cast<std::uint8_t>(value));
+}
+
+/// 44 bytes: a palette of two colours, one frame of the same size as the canvas, a block of 11 bytes.
+Bytes gifOf44Bytes()
+{
+    Bytes bytes = {'G', 'I', 'F', '8', '9', 'a'};
+    append(bytes, {255, 255, 255, 255, 0x80, 0, 0, 0, 0, 0, 255, 255, 255});
+    append(bytes, {0x2C, 0, 0, 0, 0, 255, 255, 255, 255, 0});
+    append(bytes, {2, 11, 0x84, 0x8F, 0xA9, 0xCB, 0xED, 0x0F, 0xA3, 0x9C, 0xB4, 0xDA, 0x8B, 0, 0x3B});
+    return bytes;
+}
+
+/// All boxes of that name, changed at `offset` from it.
+Bytes withBoxes(Bytes bytes, std::string_view name, std::size_t offset, std::initializer_list<int> values)
+{
+    for (std::size_t at = 0; at + name.size() <= bytes.size(); ++at)
+        if (std::equal(name.begin(), name.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at)))
+            bytes = patched(std::move(bytes), at + offset, values);
+    return bytes;
+}
+
+void appendBox(Bytes& to, std::string_view name, const Bytes& payload)
+{
+    const std::size_t size = 8 + payload.size();
+    append(to, {static_cast<int>(size >> 24), static_cast<int>(size >> 16 & 255), static_cast<int>(size >> 8 & 255),
+                static_cast<int>(size & 255)});
+    to.insert(to.end(), name.begin(), name.end());
+    to.insert(to.end(), payload.begin(), payload.end());
+}
+
+/// A list of items that says how many they are, and holds as many as it likes.
+Bytes heifOfItems(int stated, int held)
+{
+    Bytes list, meta, file;
+    append(list, {1, 0, 0, 0, stated >> 24, stated >> 16 & 255, stated >> 8 & 255, stated & 255});
+    for (int i = 1; i <= held; ++i) {
+        Bytes entry;
+        append(entry, {3, 0, 0, 0, i >> 24, i >> 16 & 255, i >> 8 & 255, i & 255, 0, 0, 'h', 'v', 'c', '1', 0});
+        appendBox(list, "infe", entry);
+    }
+    append(meta, {0, 0, 0, 0});
+    appendBox(meta, "pitm", {0, 0, 0, 0, 0, 1});
+    appendBox(meta, "iinf", list);
+    appendBox(file, "ftyp", {'h', 'e', 'i', 'c', 0, 0, 0, 0, 'h', 'e', 'i', 'c'});
+    appendBox(file, "meta", meta);
+    return file;
 }
 
 Bytes pngOf400Megapixels()
@@ -90,10 +152,18 @@ TEST(HostileShapes, AreRefusedForWhatTheirHeadersClaim)
     } table[] = {
         {"GIF of 65535 x 65535 pixels", patched(seedNamed("gif-plain"), 6, {255, 255, 255, 255}),
          ZelFailureCode::limit},
+        {"the same in 44 bytes", gifOf44Bytes(), ZelFailureCode::limit},
         {"PNG of 400 megapixels", pngOf400Megapixels(), ZelFailureCode::limit},
         {"WebP canvas of 2^24 x 2^24 pixels", patched(seedNamed("webp-animated"), 24, {255, 255, 255, 255, 255, 255}),
          ZelFailureCode::limit},
         {"BMP of 2^31 - 1 rows", patched(seedNamed("bmp-24"), 22, {255, 255, 255, 127}), ZelFailureCode::limit},
+        {"AVIF of 400 megapixels", withBoxes(seedNamed("avif-colour"), "ispe", 8, {0, 0, 0x4E, 0x20, 0, 0, 0x4E, 0x20}),
+         ZelFailureCode::limit},
+        {"HEIF of 400 megapixels", withBoxes(seedNamed("heif-colour"), "ispe", 8, {0, 0, 0x4E, 0x20, 0, 0, 0x4E, 0x20}),
+         ZelFailureCode::limit},
+        {"HEIF that says a million items", heifOfItems(1'000'000, 1), ZelFailureCode::limit},
+        {"HEIF of 200,000 items", heifOfItems(1, 200'000), ZelFailureCode::limit},
+        {"HEIF of a million items", heifOfItems(1, 1'000'000), ZelFailureCode::limit},
         {"icon in an icon", iconInIcon(), ZelFailureCode::unreadable},
         {"progressive JPEG of 3000 scans", jpegOfScans(3000), ZelFailureCode::limit},
     };
@@ -101,9 +171,16 @@ TEST(HostileShapes, AreRefusedForWhatTheirHeadersClaim)
         SCOPED_TRACE(shape.name);
         ZelFailure::clear();
         const ZelReport report;
+        const double before = processorMilliseconds();
         EXPECT_EQ(openPicture(ByteSource::view(shape.bytes)), nullptr);
+        EXPECT_LT(processorMilliseconds() - before, mostMilliseconds);
         EXPECT_EQ(ZelFailure::last().code, shape.code) << ZelFailure::last().message;
     }
+}
+
+TEST(HostileShapes, TheGifHas44Bytes)
+{
+    EXPECT_EQ(gifOf44Bytes().size(), 44U);
 }
 
 TEST(HostileShapes, DirectoriesInALoopAreCountedOnce)

@@ -56,6 +56,9 @@ TEST(Heif, TheBitmapOrTheFilterImage)
         {"another one", heifData(image, {.from = opaque->cgImage, .quality = 0.5}), {16, 16}, false, 8},
         {"of nobody", heifData(nullptr, {.from = opaque->cgImage, .quality = 0.5}), {16, 16}, false, 8},
         {"no bitmap", heifData(filtered, {.quality = 0.5, .useAlpha = false}), {16, 16}, false, 10},
+        {"AVIF as it is", avifData(image, {.quality = 0.5, .useAlpha = false}), {32, 24}, true, 8},
+        {"AVIF rendered", avifData(image, {.quality = 0.5, .useAlpha = true}), {32, 24}, true, 8},
+        {"AVIF of no bitmap", avifData(filtered, {.quality = 0.5, .useAlpha = false}), {16, 16}, false, 10},
         {"no bitmap, with alpha", heifData(filtered, {.quality = 0.5, .useAlpha = true}), {16, 16}, false, 8},
     };
     for (const auto& c : cases) {
@@ -65,8 +68,11 @@ TEST(Heif, TheBitmapOrTheFilterImage)
         EXPECT_EQ(back->size, c.size);
         EXPECT_EQ(factsOf(back).hasAlpha, c.hasAlpha);
         EXPECT_EQ(factsOf(back).bits, c.bits);
+        EXPECT_EQ(factsOf(back).format, std::string_view(c.name).substr(0, 4) == "AVIF" ? "avif" : "heif");
     }
     EXPECT_FALSE(heifData(std::make_shared<ZelImage>(), {.quality = 0.5, .useAlpha = false})) << "no pixels at all";
+    EXPECT_FALSE(avifData(std::make_shared<ZelImage>(), {.quality = 0.5, .useAlpha = false}));
+    EXPECT_FALSE(avifData(nullptr, {.quality = 0.5, .useAlpha = false}));
     EXPECT_EQ(&heifDataCIContext(), &heifDataCIContext());
 }
 
@@ -112,7 +118,8 @@ TEST(Heif, ToAWantedSize)
     }
     // Too large even at the lowest quality: 90 % of the points, of which this platform image has half as many.
     const auto halved = makeZelImage(NSImage::make(image->cgImage, {64, 48}));
-    const auto smaller = read(heifWithin(halved, static_cast<std::int64_t>(least) - 1, SizeRule::nearest, false));
+    const auto smaller =
+        read(heifWithin(halved, static_cast<std::int64_t>(least) - 1, SizeRule::nearest, false, heif::Coding::hevc));
     ASSERT_TRUE(smaller);
     EXPECT_EQ(smaller->size, (CGSize{57, 43}));
 }

@@ -4,7 +4,8 @@
 Pictures of every kind are made here as PNG, converted by `zel convert` to PNG, TIFF and JPEG, and read by pngcheck,
 tiffinfo, ImageMagick, vips and exiftool, where they are installed: without a complaint, with profile and resolution as
 they were, and with the pixels as they were where the format keeps them. PNG to PNG is compared sample by sample here,
-colours under clear pixels included. Skipped (77) where none of the programs is installed.
+colours under clear pixels included. HEIC and AVIF are read by heif-info, heif-convert and vips: of the same size, with
+alpha where there was some, nearly the same means of all components. Skipped (77) where none of the programs is installed.
 """
 import json
 import shutil
@@ -159,11 +160,60 @@ def same_pixels(checks, tools, source, file):
             checks.say(file, f"pixels that differ: {run.stderr.strip()}")
 
 
+# --- HEIC and AVIF ---
+
+def means_of(path):
+    """Width, height and the mean of each component, in parts of the largest value; grey as three components."""
+    data = path.read_bytes()
+    width, height = struct.unpack(">II", data[16:24])
+    kind, bits, pixels = read_png(path)
+    count = COMPONENTS[kind]
+    values = pixels if bits == 8 else struct.unpack(f">{len(pixels) // 2}H", pixels)
+    means = [sum(values[i::count]) / (width * height) / ((1 << bits) - 1) for i in range(count)]
+    return width, height, ([means[0]] * 3 + means[1:] if kind in (0, 4) else means)
+
+
+def same_look(checks, source, file, program):
+    """The PNG that another program made of a file of ours looks like the source."""
+    width, height, wanted = means_of(source)
+    found_width, found_height, found = means_of(file)
+    if (found_width, found_height) != (width, height):
+        checks.say(file, f"{program}: {found_width} x {found_height}, not {width} x {height}")
+    if len(found) != len(wanted):
+        checks.say(file, f"{program}: {len(found)} components, not {len(wanted)}")
+    if any(abs(one - other) > 0.01 for one, other in zip(wanted, found)):
+        checks.say(file, f"{program}: means {found}, not {wanted}")
+
+
+def check_container(checks, tools, zel, source, extension, has_alpha, profile_name):
+    file = source.with_name(f"{source.stem}-written.{extension}")
+    checks.run(file, zel, "convert", "--quiet", "--quality", "90", source, "-o", file)
+    if not file.exists():
+        return
+    if "heif-info" in tools:
+        said = checks.run(file, "heif-info", file)
+        if f"{WIDTH}x{HEIGHT}" not in said:
+            checks.say(file, f"heif-info: not {WIDTH}x{HEIGHT}: {said}")
+        if ("alpha channel: yes" in said) != has_alpha:
+            checks.say(file, f"heif-info: alpha {'missing' if has_alpha else 'where there was none'}: {said}")
+    if "exiftool" in tools:
+        said = json.loads(checks.run(file, "exiftool", "-json", "-ProfileDescription", file))[0]
+        if said.get("ProfileDescription", "") != profile_name:
+            checks.say(file, f"profile {said.get('ProfileDescription')!r}, not {profile_name!r}")
+    for program, command in (("heif-convert", ("heif-convert",)), ("vips", ("vips", "copy"))):
+        if program in tools:
+            back = file.with_name(f"{file.stem}-{extension}-{program}.png")
+            checks.run(file, *command, file, back)
+            if back.exists():
+                same_look(checks, source, back, program)
+
+
 def main():
     zel = sys.argv[1]
-    tools = {name for name in ("pngcheck", "tiffinfo", "identify", "compare", "vips", "exiftool") if shutil.which(name)}
+    tools = {name for name in ("pngcheck", "tiffinfo", "identify", "compare", "vips", "exiftool", "heif-info",
+                              "heif-convert") if shutil.which(name)}
     if not tools:
-        print("skipped: none of pngcheck, tiffinfo, ImageMagick, vips and exiftool is installed")
+        print("skipped: none of pngcheck, tiffinfo, ImageMagick, vips, exiftool and libheif's programs is installed")
         return SKIPPED
     checks = Checks()
     with tempfile.TemporaryDirectory() as folder:
@@ -172,6 +222,10 @@ def main():
                 profile, profile_name = make_profile(kind in (0, 4)) if with_profile else (b"", "")
                 source = Path(folder) / f"{name}{'-profile' if with_profile else ''}.png"
                 make_png(source, kind, bits, profile)
+                # Grey of a profile of its own is written as sRGB, so its numbers change.
+                if not (with_profile and kind in (0, 4)):
+                    for extension in ("heic", "avif"):
+                        check_container(checks, tools, zel, source, extension, kind in (4, 6), profile_name)
                 for format_ in ("png", "tiff", "jpeg"):
                     file = source.with_name(f"{source.stem}-written.{format_}")
                     checks.run(file, zel, "convert", "--quiet", source, "-o", file)

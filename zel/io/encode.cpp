@@ -102,21 +102,27 @@ const CIContext& heifDataCIContext()
     return context;
 }
 
-Ref<HeifEncoder> heifEncoderOf(const Ref<ZelImage>& image, bool useAlpha)
+Ref<HeifEncoder> heifEncoderOf(const Ref<ZelImage>& image, bool useAlpha, heif::Coding coding)
 {
     if (!image)
         return failAbsentInput("encode HEIF");
     if (!useAlpha && image->cgImage)
-        return HeifEncoder::make(image->cgImage);
+        return HeifEncoder::make(image->cgImage, {.coding = coding});
     const Ref<const CIImage> filtered = image->ciImage();
     if (!filtered)
         return nullptr;
-    return heifRepresentation(heifDataCIContext(), filtered, useAlpha ? HeifFormat::rgba8 : HeifFormat::rgb10);
+    return heifRepresentation(heifDataCIContext(), filtered, useAlpha ? HeifFormat::rgba8 : HeifFormat::rgb10, coding);
 }
 
 std::optional<Data> heifData(const Ref<ZelImage>& image, HeifQuality how)
 {
-    const Ref<HeifEncoder> encoder = heifEncoderOf(image, how.useAlpha);
+    const Ref<HeifEncoder> encoder = heifEncoderOf(image, how.useAlpha, heif::Coding::hevc);
+    return encoder ? encoder->encode(how.quality) : std::nullopt;
+}
+
+std::optional<Data> avifData(const Ref<ZelImage>& image, HeifQuality how)
+{
+    const Ref<HeifEncoder> encoder = heifEncoderOf(image, how.useAlpha, heif::Coding::av1);
     return encoder ? encoder->encode(how.quality) : std::nullopt;
 }
 
@@ -136,7 +142,8 @@ bool saveAsHEIF(const Ref<ZelImage>& image, SaveHeif how)
 
 bool saveAsHEIF(const Ref<ZelImage>& image, SaveHeifDesiredSize how)
 {
-    return image ? saveBeside(heifWithin(image, how.desiredSize, SizeRule::nearest, how.useAlpha), how.to)
+    return image ? saveBeside(heifWithin(image, how.desiredSize, SizeRule::nearest, how.useAlpha, heif::Coding::hevc),
+                              how.to)
                  : failAbsentInput("save");
 }
 

@@ -108,14 +108,13 @@ private:
 };
 
 /// Searches the quality, and reduces the picture to the size that `smaller` gives as often as it takes.
-template <class Encoder>
+template <class Encoder, class MakeEncoder>
 std::optional<Data> within(const Ref<ZelImage>& image, std::int64_t wanted, SizeRule rule,
-                           Ref<Encoder> (*makeEncoder)(const Ref<ZelImage>&, bool), bool useAlpha,
-                           CGSize (*smallerSize)(const ZelImage&))
+                           const MakeEncoder& makeEncoder, CGSize (*smallerSize)(const ZelImage&))
 {
     Ref<ZelImage> current = image;
     while (current) {
-        const Ref<Encoder> encoder = makeEncoder(current, useAlpha);
+        const Ref<Encoder> encoder = makeEncoder(current);
         if (!encoder)
             return std::nullopt;
         Nearest<Encoder> nearest(*encoder, wanted);
@@ -133,7 +132,7 @@ std::optional<Data> within(const Ref<ZelImage>& image, std::int64_t wanted, Size
     return failAbsentInput("save");
 }
 
-Ref<JpegEncoder> jpegEncoderOf(const Ref<ZelImage>& image, bool)
+Ref<JpegEncoder> jpegEncoderOf(const Ref<ZelImage>& image)
 {
     const Ref<NSBitmapImageRep> rep = image->bitmapRep();
     return rep ? JpegEncoder::make(rep->cgImage()) : nullptr;
@@ -166,13 +165,15 @@ std::optional<SizeDecision> decideQuality(const ByteCount& count, std::int64_t w
 
 std::optional<Data> jpegWithin(const Ref<ZelImage>& image, std::int64_t wanted, SizeRule rule)
 {
-    return within<JpegEncoder>(image, wanted, rule, jpegEncoderOf, false,
+    return within<JpegEncoder>(image, wanted, rule, jpegEncoderOf,
                                [](const ZelImage& current) { return current.size; });
 }
 
-std::optional<Data> heifWithin(const Ref<ZelImage>& image, std::int64_t wanted, SizeRule rule, bool useAlpha)
+std::optional<Data> heifWithin(const Ref<ZelImage>& image, std::int64_t wanted, SizeRule rule, bool useAlpha,
+                               heif::Coding coding)
 {
-    return within<HeifEncoder>(image, wanted, rule, heifEncoderOf, useAlpha,
+    const auto makeEncoder = [&](const Ref<ZelImage>& current) { return heifEncoderOf(current, useAlpha, coding); };
+    return within<HeifEncoder>(image, wanted, rule, makeEncoder,
                                [](const ZelImage& current) { return current.image->size(); });
 }
 

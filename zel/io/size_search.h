@@ -1,5 +1,6 @@
 #pragma once
 #include <zel/core/image.h>
+#include <zel/platform/codecs/modules/heif_coding.h>
 
 #include <functional>
 
@@ -26,11 +27,13 @@ std::optional<SizeDecision> decideQuality(const ByteCount& count, std::int64_t w
 /// the reason noted.
 ZEL_API std::optional<Data> jpegWithin(const Ref<ZelImage>& image, std::int64_t wanted, SizeRule rule);
 
-/// The HEIC that `saveAsHEIF` to a size writes; where even quality 0 is larger, resized to 90 % of its points.
-ZEL_API std::optional<Data> heifWithin(const Ref<ZelImage>& image, std::int64_t wanted, SizeRule rule, bool useAlpha);
+/// The HEIC that `saveAsHEIF` to a size writes, or the same as AVIF; where even quality 0 is larger, resized to 90 % of
+/// its points.
+ZEL_API std::optional<Data> heifWithin(const Ref<ZelImage>& image, std::int64_t wanted, SizeRule rule, bool useAlpha,
+                                       heif::Coding coding);
 
 class HeifEncoder;
-/// The image ready to be encoded as `heifData` does. Null with the reason noted.
-Ref<HeifEncoder> heifEncoderOf(const Ref<ZelImage>& image, bool useAlpha);
+/// The image ready to be encoded as `heifData` and `avifData` do. Null with the reason noted.
+Ref<HeifEncoder> heifEncoderOf(const Ref<ZelImage>& image, bool useAlpha, heif::Coding coding);
 
 } // namespace zel

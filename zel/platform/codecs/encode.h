@@ -1,4 +1,5 @@
 #pragma once
+#include <zel/platform/codecs/modules/heif_coding.h>
 #include <zel/platform/graphics/cg_image.h>
 
 // Pictures to bytes. Rows flow from the picture's decoder into the encoder where they can; results are the same for any
@@ -48,14 +49,16 @@ std::optional<Data> encodeJpeg(const Ref<const CGImage>& image, double quality);
 
 struct HeifOptions {
     int bits = 8; ///< a component in the file: 8, or 10, then without alpha
+    heif::Coding coding = heif::Coding::hevc;
 };
 
-/// A picture made ready to be written as HEIC at any number of qualities: straight alpha, colours converted to planes
-/// once, 4:2:0. The profile is embedded where it is not sRGB. Quality 0...1 is the encoder's rate factor from 50 to 0,
-/// not rounded to whole numbers. Sides of at most 16,384.
+/// A picture made ready to be written as HEIC or AVIF at any number of qualities: straight alpha, colours converted to
+/// planes once, 4:2:0. The profile is embedded where it is not sRGB. Quality 0...1 is of HEVC the encoder's rate factor
+/// from 50 to 0, not rounded to whole numbers; of AV1 its quantiser from 63 to 0, in whole numbers. Sides of at most
+/// 16,384.
 class HeifEncoder {
 public:
-    /// Null with the reason noted; `missingPart` where the module for writing HEIF is not installed.
+    /// Null with the reason noted; `missingPart` where the module for writing HEIF, or the encoder, is not installed.
     ZEL_API static Ref<HeifEncoder> make(const Ref<const CGImage>& image, const HeifOptions& options = {});
     ZEL_API std::optional<Data> encode(double quality) const;
 

@@ -17,6 +17,7 @@
 namespace zel {
 
 struct HeifEncoder::State {
+    heif::Coding coding = heif::Coding::hevc;
     const heif::EncoderApi* api = nullptr;
     heif::Picture* picture = nullptr;
 
@@ -31,6 +32,23 @@ namespace {
 
 constexpr int mostSide = 16384; // of pictures that other programs read as well
 constexpr int rowsAtOnce = 16;
+
+const char* nameOf(heif::Coding coding)
+{
+    return coding == heif::Coding::av1 ? "AVIF" : "HEIF";
+}
+
+/// The module; null, noted, where it or the encoder is not installed.
+const heif::EncoderApi* moduleFor(heif::Coding coding)
+{
+    const auto* const api = openModule<heif::EncoderApi>("heif-encoder", "libzelimaging-heif0");
+    if (api == nullptr || api->canEncode(coding))
+        return api;
+    fail(ZelFailureCode::missingPart, "encode",
+         coding == heif::Coding::av1 ? "AVIF: libheif has no encoder of AV1: install the package libheif-plugin-aomenc"
+                                     : "HEIF: libheif has no encoder of HEVC: install the package libheif-plugin-x265");
+    return nullptr;
+}
 
 /// Gives rows as straight RGBA; grey ones of a profile of their own as sRGB, since coded colours are never grey.
 class StraightRows {
@@ -112,26 +130,29 @@ Ref<HeifEncoder> HeifEncoder::make(const Ref<const CGImage>& image, const HeifOp
 try {
     if (!image)
         return failAbsentInput("encode");
+    const char* const name = nameOf(options.coding);
     if (options.bits != 8 && options.bits != 10)
         return fail(ZelFailureCode::invalidArgument, "encode",
-                    fmt::format("HEIF: {} bits a component, not 8 or 10", options.bits));
+                    fmt::format("{}: {} bits a component, not 8 or 10", name, options.bits));
     const CGImage::Layout& layout = image->layout();
     if (layout.width > mostSide || layout.height > mostSide)
         return fail(ZelFailureCode::limit, "encode",
-                    fmt::format("HEIF: {} x {} pixels, a side may have {}", layout.width, layout.height, mostSide));
-    const auto* const api = openModule<heif::EncoderApi>("heif-encoder", "libzelimaging-heif0");
+                    fmt::format("{}: {} x {} pixels, a side may have {}", name, layout.width, layout.height, mostSide));
+    const auto* const api = moduleFor(options.coding);
     if (api == nullptr)
         return nullptr;
     if (layout.bitsPerComponent == 16 && options.bits == 8)
-        warn(ZelFailureCode::unsupported, "encode", "HEIF: 16 bits a component are written as 8");
+        warn(ZelFailureCode::unsupported, "encode", fmt::format("{}: 16 bits a component are written as 8", name));
     const Ref<HeifEncoder> encoder(new HeifEncoder);
     encoder->state_ = std::make_shared<State>();
     encoder->state_->api = api;
+    encoder->state_->coding = options.coding;
     const heif::NewPicture picture = describe(layout, options);
     heif::WritablePlanes planes;
     encoder->state_->picture = api->create(picture, planes);
     if (encoder->state_->picture == nullptr)
-        return fail(ZelFailureCode::outOfMemory, "encode", "HEIF: no memory for the picture's samples");
+        return fail(ZelFailureCode::outOfMemory, "encode",
+                    fmt::format("{}: no memory for the picture's samples", name));
     heif::PlaneWriter writer(picture, planes);
     StraightRows straight(layout, options.bits);
     bool hasMemory = true;
@@ -140,7 +161,7 @@ try {
         return hasMemory && keepGoing(static_cast<double>(first + rows.height) / layout.height, "encode");
     });
     if (!hasMemory)
-        return fail(ZelFailureCode::outOfMemory, "encode", "HEIF: no memory for a band of rows");
+        return fail(ZelFailureCode::outOfMemory, "encode", fmt::format("{}: no memory for a band of rows", name));
     return good ? encoder : nullptr;
 } catch (const std::bad_alloc&) {
     return fail(ZelFailureCode::outOfMemory, "encode", "HEIF: no memory for the picture's samples");
@@ -152,13 +173,14 @@ try {
     heif::NewFile file;
     file.context = &growing;
     file.write = Growing::write;
+    file.coding = state_->coding;
     file.quality = quality >= 0 ? std::min(quality, 1.0) : 0;
     file.threads = engine::concurrency();
     if (!keepGoing(0, "encode"))
         return std::nullopt;
     if (!state_->api->encode(state_->picture, file))
         return fail(ZelFailureCode::writeFailed, "encode",
-                    fmt::format("HEIF: it cannot be written ({})", file.trouble));
+                    fmt::format("{}: it cannot be written ({})", nameOf(file.coding), file.trouble));
     return Data(std::move(growing.bytes));
 } catch (const std::bad_alloc&) {
     return fail(ZelFailureCode::outOfMemory, "encode", "HEIF: no memory for the file");

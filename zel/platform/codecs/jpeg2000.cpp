@@ -34,6 +34,29 @@ const jpeg2000::Api* module()
     return openModule<jpeg2000::Api>("jpeg2000", "zelimaging-jpeg2000");
 }
 
+constexpr std::uint32_t blockRows = 64; // of coded blocks, which are not decoded twice where parts begin with them
+
+/// Rows of the grid to be decoded at once, of a picture that is one large tile at that size; else 0.
+std::uint32_t stripRowsFor(const jpeg2000::Header& header, int reduction)
+{
+    constexpr std::uint64_t wantedPixels = std::uint64_t{1} << 21U;
+    const std::uint64_t width = static_cast<std::uint64_t>(header.width) >> reduction;
+    const std::uint64_t pixels = width * (static_cast<std::uint64_t>(header.height) >> reduction);
+    if (header.tiles != 1 || header.isRearranged || pixels <= jpeg2000::mostPixelsAtOnce)
+        return 0;
+    const std::uint64_t blocks = std::max<std::uint64_t>(1, wantedPixels / (width * blockRows));
+    return static_cast<std::uint32_t>((blocks * blockRows * header.unitY) << reduction);
+}
+
+/// The beginning that is decoded when a picture is opened, where even its smallest form is large; else 0.
+std::uint32_t proofRowsFor(const jpeg2000::Header& header)
+{
+    constexpr std::uint64_t mostPixels = std::uint64_t{1} << 20U;
+    const std::uint64_t pixels = (static_cast<std::uint64_t>(header.width) >> header.reductions) *
+                                 (static_cast<std::uint64_t>(header.height) >> header.reductions);
+    return pixels <= mostPixels ? 0 : (blockRows * std::max(header.unitX, header.unitY)) << header.reductions;
+}
+
 /// What OpenJPEG is given: whole parts of tiles. It has a mode for files that end within one, but is not safe then.
 std::size_t sizeFor(const WholeBytes& bytes, const jpeg2000::Header& header)
 {
@@ -189,14 +212,22 @@ bool Jpeg2000Picture::decodeRows(const Delivery& delivery) const
     int reduction = 0;
     while (1 << reduction < delivery.denominator())
         ++reduction;
-    jpeg2000::Input input = {bytes.bytes().data(),
-                             sizeFor(bytes, header_),
-                             header_.isBoxed,
-                             header_.isCut,
-                             reduction,
-                             threadsFor(facts()),
-                             goOn,
-                             const_cast<Delivery*>(&delivery)};
+    jpeg2000::Input input;
+    input.bytes = bytes.bytes().data();
+    input.size = sizeFor(bytes, header_);
+    input.isBoxed = header_.isBoxed;
+    input.isCut = header_.isCut;
+    input.reduction = reduction;
+    input.threads = threadsFor(facts());
+    input.goOn = goOn;
+    input.context = const_cast<Delivery*>(&delivery);
+    input.stripRows = stripRowsFor(header_, reduction);
+    const bool inStrips = input.stripRows > 0;
+    if (inStrips) { // the boxes, which OpenJPEG would apply to the first strip alone, were read when it was opened
+        input.bytes += header_.begin;
+        input.size -= static_cast<std::size_t>(std::min<std::uint64_t>(input.size, header_.begin));
+        input.isBoxed = false;
+    }
     auto session = std::make_unique<Session>(*api, input);
     bool isDecoded = session->decode();
     // What threads make of damage depends on their turns.
@@ -209,7 +240,8 @@ bool Jpeg2000Picture::decodeRows(const Delivery& delivery) const
         return false;
     const bool isShort = header_.isCut;
     const jpeg2000::Picture& picture = session->picture();
-    bool isSound = isDecoded && meaningOf(picture) == meaning_;
+    bool isSound = isDecoded && (inStrips ? picture.components == static_cast<std::uint32_t>(header_.components)
+                                          : meaningOf(picture) == meaning_);
     for (std::uint32_t i = 0; i < picture.components; ++i) {
         const jpeg2000::Component& component = picture.component[i];
         isSound = isSound && component.samples != nullptr && component.width > 0 && component.height > 0 &&
@@ -278,8 +310,15 @@ try {
     if (api == nullptr)
         return nullptr;
     const WholeBytes bytes(*source);
-    Session smallest(*api, {bytes.bytes().data(), sizeFor(bytes, *header), header->isBoxed, header->isCut,
-                            header->reductions, 1, nullptr, nullptr});
+    jpeg2000::Input input;
+    input.bytes = bytes.bytes().data();
+    input.size = sizeFor(bytes, *header);
+    input.isBoxed = header->isBoxed;
+    input.isCut = header->isCut;
+    input.reduction = header->reductions;
+    input.stripRows = proofRowsFor(*header);
+    input.isProof = input.stripRows > 0;
+    Session smallest(*api, input);
     const bool isDecoded = smallest.decode();
     const jpeg2000::Picture& picture = smallest.picture();
     if (!isDecoded)

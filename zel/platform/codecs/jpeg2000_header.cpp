@@ -81,10 +81,56 @@ bool readSizes(ByteReader& reader, std::uint32_t length, Header& header)
     const int bytesPerPixel = 4 * header.components + (header.bits > 8 ? 8 : 4);
     if (!withinDecodeLimits(header.width, header.height, bytesPerPixel, "decode"))
         return false;
-    const std::uint64_t tiles = ceilDivide(x1 - tileX, tileWidth) * ceilDivide(y1 - tileY, tileHeight) * components;
-    return tiles <= mostTiles ||
+    header.tiles = ceilDivide(x1 - tileX, tileWidth) * ceilDivide(y1 - tileY, tileHeight);
+    header.tilePixels = ceilDivide(std::min(tileWidth, x1 - header.x0), header.unitX) *
+                        ceilDivide(std::min(tileHeight, y1 - header.y0), header.unitY);
+    const std::uint64_t parts = header.tiles * components;
+    return parts <= mostTiles ||
            fail(ZelFailureCode::limit, "decode",
-                fmt::format("JPEG 2000: {} tiles of components, the limit is {}", tiles, mostTiles));
+                fmt::format("JPEG 2000: {} tiles of components, the limit is {}", parts, mostTiles));
+}
+
+/// Whether the box of definitions gives a colour another place than its component's.
+bool changesOrder(const ByteSource& source, const IsoBox& definitions)
+{
+    constexpr std::size_t entryBytes = 6;
+    std::array<std::uint8_t, 2 + entryBytes * mostComponents> bytes{};
+    const std::size_t held =
+        source.read(definitions.data, std::span(bytes).first(std::min<std::size_t>(
+                                          bytes.size(), static_cast<std::size_t>(std::min<std::uint64_t>(
+                                                            bytes.size(), definitions.end - definitions.data)))));
+    for (std::size_t at = 2; at + entryBytes <= held; at += entryBytes) {
+        const std::uint32_t component = big16(bytes.data() + at), kind = big16(bytes.data() + at + 2),
+                            color = big16(bytes.data() + at + 4);
+        constexpr std::uint32_t all = 0, none = 65535;
+        if (kind == 0 && color != all && color != none && color - 1 != component)
+            return true;
+    }
+    return false;
+}
+
+bool isRearranged(const ByteSource& source, const IsoBox& headers)
+{
+    std::uint64_t at = headers.data;
+    for (int i = 0; i < mostBoxes; ++i) {
+        const std::optional<IsoBox> box = isoBoxAt(source, at, headers.end);
+        if (!box)
+            return false;
+        if (box->type == boxType("pclr") || (box->type == boxType("cdef") && changesOrder(source, *box)))
+            return true;
+        at = box->end;
+    }
+    return true;
+}
+
+/// Tiles too large to be decoded without a stop, which no program writes.
+bool canBeStopped(const Header& header)
+{
+    // A host that raises the limit means it.
+    const bool isRaised = ZelLimits::current().pixels > ZelLimits().pixels;
+    return isRaised || header.tilePixels <= mostPixelsAtOnce || (header.tiles == 1 && !header.isRearranged) ||
+           fail(ZelFailureCode::limit, "decode",
+                fmt::format("JPEG 2000: a tile of {} pixels, the limit is {}", header.tilePixels, mostPixelsAtOnce));
 }
 
 /// Walks the parts of tiles, to see whether the file holds them all.
@@ -193,7 +239,7 @@ std::optional<Header> readHeader(const ByteSource& source)
     if (source.read(0, head) < head.size())
         return failShort();
     if (big16(head.data()) == startOfStream) {
-        if (!readStream(source, 0, source.size(), header))
+        if (!readStream(source, 0, source.size(), header) || !canBeStopped(header))
             return std::nullopt;
         return header;
     }
@@ -205,8 +251,11 @@ std::optional<Header> readHeader(const ByteSource& source)
             return failShort();
         if (box->type == boxType("jp2h"))
             readResolution(source, *box, true, header);
+        if (box->type == boxType("jp2h"))
+            header.isRearranged = isRearranged(source, *box);
         if (box->type == boxType("jp2c")) {
-            if (!readStream(source, box->data, box->end, header))
+            header.begin = box->data;
+            if (!readStream(source, box->data, box->end, header) || !canBeStopped(header))
                 return std::nullopt;
             return header;
         }

@@ -22,6 +22,7 @@ namespace zel {
 namespace {
 
 constexpr std::string_view name = "JPEG XL";
+constexpr std::uint32_t mostExtraChannels = 4096;             // that the format has
 constexpr std::uint64_t mostPixels = std::uint64_t{1} << 27U; // it cannot be stopped at any moment
 
 /// Smaller pictures are decoded before a second thread has begun to help.
@@ -98,7 +99,10 @@ bool isAllowed(const jxl::Header& header)
 {
     if (header.hasBlack)
         return fail(ZelFailureCode::unsupported, "decode", "JPEG XL: the inks of a print (CMYK) are not handled");
-    if (!withinDecodeLimits(header.width, header.height, header.bitsPerSample > 8 ? 8 : 4, "decode"))
+    // Samples are decoded to 32 bits each, of all channels, beside the picture.
+    const std::uint32_t channels = (header.isGray ? 1 : 3) + std::min(header.extraChannels, mostExtraChannels);
+    const int bytesPerPixel = (header.bitsPerSample > 8 ? 8 : 4) + static_cast<int>(4 * channels);
+    if (!withinDecodeLimits(header.width, header.height, bytesPerPixel, "decode"))
         return false;
     const std::uint64_t pixels = std::uint64_t{header.width} * header.height;
     // A host that raises the limit means it.

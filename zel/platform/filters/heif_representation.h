@@ -8,6 +8,7 @@ namespace zel {
 enum class HeifFormat { rgba8, rgb10 };
 
 /// The expression's whole extent, rendered once and ready to be encoded at any quality. Null with the reason noted.
-Ref<HeifEncoder> heifRepresentation(const CIContext& context, const Ref<const CIImage>& image, HeifFormat format);
+Ref<HeifEncoder> heifRepresentation(const CIContext& context, const Ref<const CIImage>& image, HeifFormat format,
+                                    heif::Coding coding = heif::Coding::hevc);
 
 } // namespace zel

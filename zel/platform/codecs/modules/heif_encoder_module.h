@@ -1,4 +1,6 @@
 #pragma once
+#include <zel/platform/codecs/modules/heif_coding.h>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -6,7 +8,7 @@
 // are made here; containers and compression are the module's.
 namespace zel::heif {
 
-/// HEVC at half the colour resolution, full range, sRGB's own numbers (ITU-T H.273: 1, 13, 6).
+/// Half the colour resolution, full range, sRGB's own numbers (ITU-T H.273: 1, 13, 6).
 struct NewPicture {
     int width = 0, height = 0;
     int bits = 8; ///< 8, or 10 of 16 in the machine's byte order
@@ -24,7 +26,8 @@ struct WritablePlanes {
 struct NewFile {
     void* context = nullptr;
     bool (*write)(void* context, const void* from, std::size_t count) = nullptr; ///< throws nothing
-    double quality = 0;                                                          ///< 0...1
+    Coding coding = Coding::hevc;
+    double quality = 0; ///< 0...1
     int threads = 1;
     char trouble[256] = {}; ///< says why, where it cannot be written
 };
@@ -32,8 +35,10 @@ struct NewFile {
 struct Picture;
 
 struct EncoderApi {
-    static constexpr std::uint32_t version = 1;
+    static constexpr std::uint32_t version = 2;
 
+    /// False where libheif was built without an encoder for it, and the plugin that brings one is not installed.
+    bool (*canEncode)(Coding coding);
     /// Null where there is no memory.
     Picture* (*create)(const NewPicture& wanted, WritablePlanes& planes);
     /// The same picture may be encoded by several threads.

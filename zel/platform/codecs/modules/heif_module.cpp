@@ -1,6 +1,7 @@
 #include <zel/platform/codecs/modules/heif_module.h>
 
 #include <zel/export.h>
+#include <zel/platform/codecs/modules/apart.h>
 #include <zel/platform/foundation/modules.h>
 
 #include <dav1d/dav1d.h>
@@ -293,8 +294,11 @@ Decoded* decode(const CodedPicture& picture, Planes& planes, const char*& troubl
     trouble = "no memory for the decoder";
     if (!decoded || picture.size == 0)
         return nullptr;
-    const bool good = picture.coding == Coding::hevc ? decodeHevc(picture, *decoded, planes, trouble)
-                                                     : decodeAv1(picture, *decoded, planes, trouble);
+    bool good = false;
+    if (picture.coding == Coding::hevc) // libde265 tells of faults in parameter sets on standard error
+        runApart([&] { good = decodeHevc(picture, *decoded, planes, trouble); });
+    else
+        good = decodeAv1(picture, *decoded, planes, trouble);
     return good ? decoded.release() : nullptr;
 }
 

@@ -1,12 +1,12 @@
 #pragma once
+#include <zel/platform/codecs/modules/heif_coding.h>
+
 #include <cstddef>
 #include <cstdint>
 
 // What the HEIF codec and the module that links the decoders of HEVC and AV1 say to one another: plain functions over
 // plain data. The module knows coded pictures; boxes, grids, colours and everything about our pictures is the codec's.
 namespace zel::heif {
-
-enum class Coding : std::uint8_t { hevc, av1 };
 
 /// One coded picture, and what decoding it may cost.
 struct CodedPicture {

@@ -6,9 +6,12 @@
 #include <openjpeg.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <new>
+#include <vector>
 
 // OpenJPEG behind the module's interface. Nothing of ours is linked; nothing is thrown, and what OpenJPEG calls back is
 // noexcept.
@@ -18,6 +21,7 @@ struct Reader {
     Input input;
     std::size_t position = 0;
     bool complained = false;
+    std::array<std::vector<std::int32_t>, mostComponents> samples; ///< of strips
     std::unique_ptr<opj_codec_t, void (*)(opj_codec_t*)> codec{nullptr, opj_destroy_codec};
     std::unique_ptr<opj_stream_t, void (*)(opj_stream_t*)> stream{nullptr, opj_stream_destroy};
     std::unique_ptr<opj_image_t, void (*)(opj_image_t*)> image{nullptr, opj_image_destroy};
@@ -132,11 +136,11 @@ Colors colorsOf(const opj_image_t& image)
     }
 }
 
-bool decode(Reader* reader, Picture& picture)
+/// What is decoded, as the reader's image holds it.
+bool fill(const Reader& reader, Picture& picture)
 {
-    opj_image_t& image = *reader->image;
-    if (opj_decode(reader->codec.get(), reader->stream.get(), &image) == 0 || image.numcomps == 0 ||
-        image.numcomps > mostComponents)
+    const opj_image_t& image = *reader.image;
+    if (image.numcomps == 0 || image.numcomps > mostComponents)
         return false;
     picture.components = image.numcomps;
     for (std::uint32_t i = 0; i < image.numcomps; ++i) {
@@ -147,6 +151,73 @@ bool decode(Reader* reader, Picture& picture)
     picture.profile = image.icc_profile_buf;
     picture.profileSize = image.icc_profile_buf != nullptr ? image.icc_profile_len : 0;
     return true;
+}
+
+bool decodeArea(Reader& reader, std::uint32_t left, std::uint32_t top, std::uint32_t right, std::uint32_t bottom)
+{
+    opj_image_t* const image = reader.image.get();
+    return opj_set_decode_area(reader.codec.get(), image, static_cast<OPJ_INT32>(left), static_cast<OPJ_INT32>(top),
+                               static_cast<OPJ_INT32>(right), static_cast<OPJ_INT32>(bottom)) != 0 &&
+           opj_decode(reader.codec.get(), reader.stream.get(), image) != 0;
+}
+
+/// Strip after strip of the one tile, their samples brought together.
+bool decodeStrips(Reader& reader, Picture& picture)
+{
+    const Input& input = reader.input;
+    opj_image_t& image = *reader.image;
+    const std::uint32_t left = image.x0, first = image.y0, right = image.x1, bottom = image.y1,
+                        components = image.numcomps;
+    if (right > std::numeric_limits<OPJ_INT32>::max() || bottom > std::numeric_limits<OPJ_INT32>::max() ||
+        components == 0 || components > mostComponents)
+        return false;
+    if (input.isProof) {
+        const auto edge = [&](std::uint32_t from, std::uint32_t to) {
+            return from + std::min(to - from, input.stripRows);
+        };
+        return decodeArea(reader, left, first, edge(left, right), edge(first, bottom)) && fill(reader, picture);
+    }
+    for (std::uint32_t top = first; top < bottom;) {
+        const std::uint32_t end = std::min(bottom, (top / input.stripRows + 1) * input.stripRows);
+        if (input.goOn != nullptr && !input.goOn(input.context, static_cast<double>(top - first) / (bottom - first)))
+            return false;
+        if (!decodeArea(reader, left, top, right, end) || image.numcomps != components)
+            return false;
+        Picture strip;
+        if (!fill(reader, strip))
+            return false;
+        for (std::uint32_t i = 0; i < components; ++i) {
+            const Component& from = strip.component[i];
+            Component& to = picture.component[i];
+            std::vector<std::int32_t>& samples = reader.samples[i];
+            if (top == first) {
+                to = from;
+                to.height = 0;
+                const std::uint32_t stripHeight = end - top;
+                samples.reserve(std::size_t{from.width} * from.height * ((bottom - first) / stripHeight + 1));
+            }
+            const std::size_t count = std::size_t{from.width} * from.height;
+            if (from.width != to.width || (count > 0 && from.samples == nullptr))
+                return false;
+            samples.insert(samples.end(), from.samples, from.samples + count);
+            to.height += from.height;
+            to.samples = samples.data();
+        }
+        picture.components = components;
+        picture.colors = strip.colors;
+        top = end;
+    }
+    return true;
+}
+
+bool decode(Reader* reader, Picture& picture)
+try {
+    return reader->input.stripRows > 0
+               ? decodeStrips(*reader, picture)
+               : opj_decode(reader->codec.get(), reader->stream.get(), reader->image.get()) != 0 &&
+                     fill(*reader, picture);
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 bool complained(const Reader* reader)

@@ -33,14 +33,18 @@ struct Input {
     bool isCut = false; ///< the bytes end before the codestream does: its end is put behind them
     int reduction = 0;  ///< sides are halved so often
     int threads = 1;
-    bool (*goOn)(void* context, double fraction) = nullptr; ///< asked as bytes are read; false stops
+    /// Rows of the grid that are decoded at once, in which case the picture is one tile; 0 for all of them.
+    std::uint32_t stripRows = 0;
+    bool isProof = false; ///< of the first strip, the beginning alone; the picture may be of any tiles
+    bool (*goOn)(void* context, double fraction) = nullptr; ///< asked as bytes are read and
+                                                            ///< between strips; false stops
     void* context = nullptr;
 };
 
 struct Reader;
 
 struct Api {
-    static constexpr std::uint32_t version = 1;
+    static constexpr std::uint32_t version = 2;
 
     /// Reads the header. Null where it makes no sense to OpenJPEG.
     Reader* (*open)(const Input& input);

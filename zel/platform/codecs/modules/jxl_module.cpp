@@ -1,6 +1,7 @@
 #include <zel/platform/codecs/modules/jxl_module.h>
 
 #include <zel/export.h>
+#include <zel/platform/codecs/modules/apart.h>
 #include <zel/platform/foundation/modules.h>
 
 #include <jxl/decode.h>
@@ -12,22 +13,19 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <fcntl.h>
 #include <memory>
 #include <mutex>
 #include <new>
 #include <optional>
 #include <system_error>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 // libjxl behind the module's interface. It is given the bytes in pieces, so that decoding can be stopped between them.
 // Nothing of ours is linked; nothing is thrown.
 //
-// Builds of it with its checks on, Debian's among them, write what they find wrong with a file to standard error, and
-// there is no switch. So it is called on a thread with a table of descriptors of its own, in which 2 leads nowhere;
-// threads that it starts share that table, the rest of the process keeps what it has.
+// Builds of it with its checks on, Debian's among them, write what they find wrong with a file to standard error: it is
+// called on a thread apart. Its loops cannot be made to fail in order to stop it: some of them end the process then.
 namespace zel::jxl {
 
 struct Reader {
@@ -42,22 +40,13 @@ namespace {
 
 constexpr std::size_t piece = std::size_t{64} << 10U;
 
-void leaveStandardError() noexcept
-{
-    constexpr unsigned firstOther = 3;
-    if (::close_range(firstOther, ~0U, CLOSE_RANGE_UNSHARE) != 0)
-        return; // an old system: better its words than a change for everybody
-    if (const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC); nowhere >= 0)
-        ::dup2(nowhere, STDERR_FILENO);
-}
-
 /// Where the decoder has got to, and whether it is to go on; on the way between the two threads.
 struct Course {
     std::atomic<double> fraction{0};
     std::atomic<bool> isStopped{false};
 };
 
-/// Runs `work` on a thread as above and waits for it, asking the caller meanwhile.
+/// Runs `work` on a thread apart and waits for it, asking the caller meanwhile.
 template <class Work>
 void runApart(const Work& work, Course& course, GoOn goOn, void* context)
 {
@@ -134,6 +123,7 @@ void fill(const JxlBasicInfo& info, JxlDecoder* decoder, Header& header)
     header.hasAlpha = info.alpha_bits > 0;
     header.isPremultiplied = info.alpha_premultiplied != 0;
     header.isAnimation = info.have_animation != 0;
+    header.extraChannels = info.num_extra_channels;
     for (std::uint32_t i = 0; i < std::min<std::uint32_t>(info.num_extra_channels, 64); ++i) {
         JxlExtraChannelInfo extra{};
         if (JxlDecoderGetExtraChannelInfo(decoder, i, &extra) == JXL_DEC_SUCCESS)

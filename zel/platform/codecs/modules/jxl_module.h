@@ -11,6 +11,7 @@ struct Header {
     std::uint32_t bitsPerSample = 8;
     bool isFloating = false, isGray = false, hasAlpha = false, isPremultiplied = false, hasBlack = false;
     bool isAnimation = false;
+    std::uint32_t extraChannels = 0; ///< beside the colours; alpha is one of them
 };
 
 enum class Status {
@@ -28,7 +29,7 @@ using GoOn = bool (*)(void* context, double fraction);
 struct Reader;
 
 struct Api {
-    static constexpr std::uint32_t version = 1;
+    static constexpr std::uint32_t version = 2;
 
     /// Reads the header and the profile, up to the first frame, of a picture whose bytes stay where they are until
     /// `close`. Null where the reader cannot be made.

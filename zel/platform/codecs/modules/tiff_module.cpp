@@ -21,6 +21,9 @@ struct Reader {
     std::uint64_t position = 0;
     TIFF* file = nullptr;
     std::unique_ptr<TIFFRGBAImage> rgba;
+    std::uint16_t fax = 0; ///< its compression, where that is one of facsimile
+    std::uint32_t faxOptions = 0;
+    std::uint32_t faxPart = 0; ///< the strip or tile that is being decoded
 };
 
 struct Writer {
@@ -197,6 +200,10 @@ Reader* open(const Input& input, Header& header)
         tag<std::uint16_t>(reader->file, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) == PLANARCONFIG_CONTIG)
         header.yCbCrAsRgb = TIFFSetField(reader->file, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB) == 1;
     fill(reader->file, header);
+    if (header.compression >= COMPRESSION_CCITTRLE && header.compression <= COMPRESSION_CCITTFAX4)
+        reader->fax = header.compression;
+    if (reader->fax == COMPRESSION_CCITTFAX3)
+        TIFFGetField(reader->file, TIFFTAG_GROUP3OPTIONS, &reader->faxOptions);
     return reader.release();
 }
 
@@ -212,13 +219,28 @@ bool isWhole(Reader* reader)
     return true;
 }
 
+/// Of facsimile, where data are damaged, libtiff takes up what it decoded in another strip or tile: it is to begin each
+/// one without a memory, so that a part of a picture is what it is in the whole.
+void beginFax(Reader& reader, std::uint32_t part)
+{
+    if (reader.fax == 0 || reader.faxPart == part)
+        return;
+    reader.faxPart = part;
+    TIFFSetField(reader.file, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+    TIFFSetField(reader.file, TIFFTAG_COMPRESSION, reader.fax);
+    if (reader.fax == COMPRESSION_CCITTFAX3)
+        TIFFSetField(reader.file, TIFFTAG_GROUP3OPTIONS, reader.faxOptions);
+}
+
 bool readRow(Reader* reader, std::uint32_t row, std::uint16_t plane, void* into)
 {
+    beginFax(*reader, TIFFComputeStrip(reader->file, row, plane));
     return TIFFReadScanline(reader->file, into, row, plane) == 1;
 }
 
 std::size_t readTile(Reader* reader, std::uint32_t x, std::uint32_t y, std::uint16_t plane, void* into)
 {
+    beginFax(*reader, TIFFComputeTile(reader->file, x, y, 0, plane));
     const tmsize_t got = TIFFReadTile(reader->file, into, x, y, 0, plane);
     return got > 0 ? static_cast<std::size_t>(got) : 0;
 }

@@ -3,7 +3,9 @@
 # archive a folder.
 set(ZEL_FOLDERS "")
 set(ZEL_MODULES "")
-add_custom_target(tests COMMENT "All test programs")
+if(ZEL_TESTS)
+  add_custom_target(tests COMMENT "All test programs")
+endif()
 
 # The target of a folder: zel_engine, zel_foundation, zel_core.
 function(zel_target_of folder result)
@@ -52,7 +54,7 @@ macro(zel_library)
   foreach(folder IN LISTS ZEL_FOLDERS)
     target_sources(ZelImaging PRIVATE $<TARGET_OBJECTS:${folder}>)
     target_link_libraries(ZelImaging PRIVATE ${ZEL_LIBRARIES_OF_${folder}})
-    add_library(${folder}_static STATIC $<TARGET_OBJECTS:${folder}>)
+    add_library(${folder}_static STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:${folder}>)
     set_target_properties(${folder}_static PROPERTIES LINKER_LANGUAGE CXX)
     target_include_directories(${folder}_static PUBLIC ${PROJECT_SOURCE_DIR})
     target_link_libraries(${folder}_static PUBLIC ${below} ${ZEL_LIBRARIES_OF_${folder}} Threads::Threads ${CMAKE_DL_LIBS})

@@ -1,22 +1,26 @@
-# The installed tree: library, public headers, modules, program, licence, and what find_package and pkg-config read.
+# The installed tree: library, public headers, modules, programs, and what find_package and pkg-config read. Nothing in it
+# knows its place, so that it may be moved. Components are the packages of cmake/packages.cmake.
 include(CMakePackageConfigHelpers)
 set(ZEL_CONFIG_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/ZelImaging)
 
 install(TARGETS ZelImaging EXPORT ZelImagingTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
-if(ZEL_MODULES)
-  install(TARGETS ${ZEL_MODULES} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/zelimaging COMPONENT runtime)
-endif()
-if(TARGET zel)
-  install(TARGETS zel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
-endif()
-if(TARGET CLIImageResizer)
-  install(TARGETS CLIImageResizer RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/zelimaging COMPONENT runtime)
-endif()
-if(TARGET zel-documents)
-  install(TARGETS zel-documents RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/zelimaging COMPONENT documents)
-endif()
-install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
+foreach(module IN LISTS ZEL_MODULES)
+  set(component runtime)
+  if(module MATCHES "heif")
+    set(component heif)
+  endif()
+  install(TARGETS ${module} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/zelimaging COMPONENT ${component})
+endforeach()
+foreach(program zel:${CMAKE_INSTALL_BINDIR}:tools CLIImageResizer:${CMAKE_INSTALL_LIBEXECDIR}/zelimaging:runtime
+        zel-documents:${CMAKE_INSTALL_LIBEXECDIR}/zelimaging:documents)
+  string(REPLACE ":" ";" program ${program})
+  list(POP_FRONT program target folder component)
+  if(TARGET ${target})
+    install(TARGETS ${target} RUNTIME DESTINATION ${folder} COMPONENT ${component})
+  endif()
+endforeach()
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
 
 # Which headers are public is found out when they are installed, so that an edited include never leaves a stale list.
 install(CODE "
@@ -38,5 +42,11 @@ install(FILES ${PROJECT_BINARY_DIR}/ZelImagingConfig.cmake ${PROJECT_BINARY_DIR}
   DESTINATION ${ZEL_CONFIG_FOLDER} COMPONENT development)
 
 file(RELATIVE_PATH ZEL_PREFIX_FROM_PC ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-configure_file(${PROJECT_SOURCE_DIR}/cmake/zelimaging.pc.in ${PROJECT_BINARY_DIR}/zelimaging.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/zelimaging.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+set(parts zelimaging)
+if(TARGET ZelImagingView)
+  list(APPEND parts zelimaging-view)
+endif()
+foreach(part IN LISTS parts)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${part}.pc.in ${PROJECT_BINARY_DIR}/${part}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${part}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endforeach()

@@ -1,5 +1,6 @@
 #include "arguments.h"
 
+#include "description.h"
 #include "text.h"
 
 #include <CLI/App.hpp>
@@ -34,30 +35,56 @@ std::string_view longName(std::string_view names)
     return comma == std::string_view::npos ? names : names.substr(comma + 1);
 }
 
-/// "-o, --output" of "-o,--output".
-std::string spaced(std::string_view names)
+std::vector<std::string> namesIn(std::string_view list)
 {
-    std::string text(names);
-    if (const auto comma = text.find(','); comma != std::string::npos)
-        text.insert(comma + 1, " ");
-    return text;
+    const auto comma = list.find(',');
+    if (comma == std::string_view::npos)
+        return {std::string(list)};
+    return {std::string(list.substr(0, comma)), std::string(list.substr(comma + 1))};
+}
+
+/// What a text is that nobody reads further: the word that stands for it in the help tells.
+Flag::Takes kindOf(std::string_view value)
+{
+    if (value.starts_with("FOLDER"))
+        return Flag::Takes::folder;
+    for (const std::string_view file : {"FILE", "OUTPUT", "LIST"})
+        if (value.starts_with(file))
+            return Flag::Takes::file;
+    return Flag::Takes::text;
+}
+
+/// Where a verb's flags are to go instead of being read: set while `describe` runs.
+thread_local Description* wanted = nullptr;
+
+/// All words that a flag takes, as its own reader names them when it is given one that it does not know.
+std::vector<std::string> wordsOf(const std::function<void(const std::string&)>& take)
+{
+    try {
+        take("?");
+    } catch (const UnknownWord& error) {
+        return error.known();
+    } catch (const UsageError&) {
+    }
+    return {};
 }
 
 } // namespace
 
 struct Arguments::State {
-    struct Line {
-        std::string left; ///< "-o, --output FILE"; empty for a section's title
-        std::string right;
-    };
-
     explicit State(const Verb& of) : verb(of) {}
 
     const Verb& verb;
     CLI::App app;
-    std::vector<Line> lines;
+    Description description;
     bool help = false;
 
+    void add(Flag flag)
+    {
+        if (description.groups.empty())
+            description.groups.emplace_back();
+        description.groups.back().flags.push_back(std::move(flag));
+    }
     std::string helpText() const;
 };
 
@@ -71,11 +98,12 @@ Arguments::~Arguments() = default;
 
 void Arguments::section(std::string_view title)
 {
-    state_->lines.push_back({{}, std::string(title)});
+    state_->description.groups.push_back({std::string(title), {}});
 }
 
 void Arguments::operands(std::vector<std::string>& into)
 {
+    state_->description.takesOperands = true;
     const auto take = [&into](const CLI::results_t& words) {
         std::transform(words.begin(), words.end(), std::back_inserter(into), unmarked);
         return true;
@@ -86,25 +114,32 @@ void Arguments::operands(std::vector<std::string>& into)
 void Arguments::flag(std::string_view names, bool& into, std::string_view help)
 {
     state_->app.add_flag(std::string(names), into);
-    state_->lines.push_back({spaced(names), std::string(help)});
+    state_->add({namesIn(names), {}, std::string(help)});
 }
 
 void Arguments::text(std::string_view names, std::string_view value, std::optional<std::string>& into,
                      std::string_view help)
 {
-    declare(names, value, help, [&into](const std::string& word) { into = word; });
+    declare(names, value, help, Kind::text, [&into](const std::string& word) { into = word; });
 }
 
 void Arguments::texts(std::string_view names, std::string_view value, std::vector<std::string>& into,
                       std::string_view help)
 {
-    declare(
-        names, value, help, [&into](const std::string& word) { into.push_back(word); }, true);
+    declare(names, value, help, Kind::texts, [&into](const std::string& word) { into.push_back(word); });
 }
 
-void Arguments::declare(std::string_view names, std::string_view value, std::string_view help,
-                        std::function<void(const std::string&)> take, bool repeats)
+void Arguments::declare(std::string_view names, std::string_view value, std::string_view help, Kind kind,
+                        std::function<void(const std::string&)> take)
 {
+    Flag flag{namesIn(names), std::string(value), std::string(help), Flag::Takes::text, {}, kind == Kind::texts};
+    if (kind != Kind::read)
+        flag.takes = kindOf(value);
+    else if (wanted != nullptr)
+        flag.words = wordsOf(take);
+    if (!flag.words.empty())
+        flag.takes = Flag::Takes::word;
+    state_->add(std::move(flag));
     const std::string name(longName(names));
     const auto takeNamed = [name, take = std::move(take)](const CLI::results_t& words) {
         for (const auto& given : words) {
@@ -121,13 +156,16 @@ void Arguments::declare(std::string_view names, std::string_view value, std::str
         return true;
     };
     auto* const option = state_->app.add_option(std::string(names), takeNamed);
-    if (repeats)
+    if (kind == Kind::texts)
         option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    state_->lines.push_back({fmt::format("{} {}", spaced(names), value), std::string(help)});
 }
 
 bool Arguments::parse(Words words)
 {
+    if (wanted != nullptr) {
+        *wanted = std::move(state_->description);
+        return false;
+    }
     const std::string hint = fmt::format("zel help {}", state_->verb.name);
     std::vector<std::string> reversed;
     std::transform(words.rbegin(), words.rend(), std::back_inserter(reversed), marked);
@@ -158,13 +196,31 @@ std::string Arguments::State::helpText() const
     if (!verb.notes.empty())
         text += fmt::format("\n{}", verb.notes);
     constexpr std::size_t column = 30;
-    for (const auto& [left, right] : lines) {
-        if (left.empty())
-            text += fmt::format("\n{}:\n", right);
-        else
-            text += fmt::format("  {:<{}}{}{}\n", left, column, left.size() < column ? "" : "  ", right);
+    for (const auto& [title, flags] : description.groups) {
+        text += title.empty() ? "\n" : fmt::format("\n{}:\n", title);
+        for (const Flag& flag : flags) {
+            const auto left =
+                fmt::format("{}{}{}", fmt::join(flag.names, ", "), flag.value.empty() ? "" : " ", flag.value);
+            text += fmt::format("  {:<{}}{}{}\n", left, column, left.size() < column ? "" : "  ", flag.help);
+        }
     }
     return text;
+}
+
+Description describe(const Verb& verb)
+{
+    Description description;
+    wanted = &description;
+    try {
+        verb.run(verb, {});
+    } catch (...) {
+        wanted = nullptr;
+        throw;
+    }
+    wanted = nullptr;
+    description.groups.push_back(
+        {"Help", {Flag{{"-h", "--help"}, {}, fmt::format("what zel help {} prints", verb.name)}}});
+    return description;
 }
 
 } // namespace zel::program

@@ -29,7 +29,7 @@ public:
     template <class T, class Read>
     void value(std::string_view names, std::string_view value, std::optional<T>& into, Read read, std::string_view help)
     {
-        declare(names, value, help, [&into, read](const std::string& word) { into = read(word); });
+        declare(names, value, help, Kind::read, [&into, read](const std::string& word) { into = read(word); });
     }
 
     /// Reads the words into what was declared; false where help was asked for, which is then printed. Throws
@@ -38,8 +38,9 @@ public:
 
 private:
     struct State;
-    void declare(std::string_view names, std::string_view value, std::string_view help,
-                 std::function<void(const std::string&)> take, bool repeats = false);
+    enum class Kind { text, texts, read };
+    void declare(std::string_view names, std::string_view value, std::string_view help, Kind kind,
+                 std::function<void(const std::string&)> take);
 
     std::unique_ptr<State> state_;
 };

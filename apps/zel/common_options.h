@@ -56,19 +56,18 @@ struct ReportOptions {
     void apply() const;
 };
 
-/// `read`ers for flags that hold a choice of words: gives the value beside the word, or throws UsageError with all
+/// `read`ers for flags that hold a choice of words: gives the value beside the word, or throws UnknownWord with all
 /// words.
 template <class T, std::size_t N>
 T readChoice(std::string_view text, const std::pair<std::string_view, T> (&choices)[N])
 {
-    std::string words;
+    std::vector<std::string> words;
     for (const auto& [word, value] : choices) {
         if (word == text)
             return value;
-        words += words.empty() ? "" : ", ";
-        words += word;
+        words.emplace_back(word);
     }
-    throw UsageError("'" + std::string(text) + "' is none of " + words);
+    throw UnknownWord(text, std::move(words));
 }
 
 } // namespace zel::program

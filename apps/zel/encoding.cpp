@@ -24,7 +24,7 @@ Format readFormat(std::string_view text)
 {
     if (const auto format = formatNamed(text))
         return *format;
-    throw UsageError(fmt::format("'{}' is none of {}", text, writableFormats()));
+    throw UnknownWord(text, writableFormatNames());
 }
 
 double readQuality(std::string_view text)

@@ -1,6 +1,5 @@
+#include "arguments.h"
 #include "text.h"
-#include "usage.h"
-#include "verb.h"
 
 #include <fmt/format.h>
 
@@ -23,9 +22,14 @@ std::string overview()
     return text + "\nzel help VERB tells more, examples first.\n";
 }
 
-int run(const Verb&, Words words)
+int run(const Verb& own, Words given)
 {
     constexpr std::array askForHelp = {"--help"};
+    std::vector<std::string> words;
+    Arguments arguments(own);
+    arguments.operands(words);
+    if (!arguments.parse(given))
+        return 0;
     if (words.empty()) {
         writeOut(overview());
         return 0;

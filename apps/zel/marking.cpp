@@ -44,15 +44,14 @@ ZelWatermark readSettings(const std::string& file)
 
 ZelWatermark::Position readPosition(std::string_view text)
 {
-    std::string names;
+    std::vector<std::string> names;
     for (const auto position : allCases<ZelWatermark::Position>()) {
         const auto name = rawValue(position);
         if (lettersOf(name) == lettersOf(text))
             return position;
-        names += names.empty() ? "" : ", ";
-        names += name;
+        names.emplace_back(name);
     }
-    throw UsageError(fmt::format("'{}' is none of {}", text, names));
+    throw UnknownWord(text, std::move(names));
 }
 
 double readScale(std::string_view text)

@@ -2,6 +2,8 @@
 
 #include <zel/platform/codecs/codec.h>
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 
@@ -83,14 +85,17 @@ std::optional<Format> formatOfFile(std::string_view file)
     return extension.empty() ? std::nullopt : formatNamed(extension);
 }
 
+std::vector<std::string> writableFormatNames()
+{
+    std::vector<std::string> names;
+    for (const auto& entry : writable)
+        names.emplace_back(entry.name);
+    return names;
+}
+
 std::string writableFormats()
 {
-    std::string names;
-    for (const auto& entry : writable) {
-        names += names.empty() ? "" : ", ";
-        names += entry.name;
-    }
-    return names;
+    return fmt::format("{}", fmt::join(writableFormatNames(), ", "));
 }
 
 bool hasPictureExtension(std::string_view file)

@@ -1,6 +1,8 @@
 #pragma once
 #include <zel/platform/foundation/ref.h>
 
+#include <vector>
+
 namespace zel::program {
 
 /// A format that pictures are written in.
@@ -14,6 +16,8 @@ std::string_view usualExtension(Format format);
 std::optional<Format> formatNamed(std::string_view name);
 /// The format behind a file's extension ("photo.JPG", with or without folders); absent where there is none we write.
 std::optional<Format> formatOfFile(std::string_view file);
+/// The names of all, jpeg first.
+std::vector<std::string> writableFormatNames();
 /// "jpeg, png, tiff, heif, avif, pnm", for messages.
 std::string writableFormats();
 

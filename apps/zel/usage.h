@@ -1,6 +1,8 @@
 #pragma once
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace zel::program {
 
@@ -16,6 +18,27 @@ public:
 
 private:
     std::string hint_;
+};
+
+/// A word that is none of those that can stand in its place: "'left' is none of right, below".
+class UnknownWord : public UsageError {
+public:
+    UnknownWord(std::string_view word, std::vector<std::string> known)
+        : UsageError("'" + std::string(word) + "' is none of " + listOf(known)), known_(std::move(known))
+    {
+    }
+    [[nodiscard]] const std::vector<std::string>& known() const { return known_; }
+
+private:
+    static std::string listOf(const std::vector<std::string>& words)
+    {
+        std::string list;
+        for (const auto& word : words)
+            list += (list.empty() ? "" : ", ") + word;
+        return list;
+    }
+
+    std::vector<std::string> known_;
 };
 
 } // namespace zel::program

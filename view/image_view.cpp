@@ -3,9 +3,13 @@
 #include <view/shown_picture.h>
 
 #include <zel/platform/foundation/threads.h>
+#include <zel/platform/services/image_loads.h>
 
+#include <QBackingStore>
 #include <QPainter>
 #include <QPainterPath>
+#include <QStyle>
+#include <QStyleOption>
 #include <QThread>
 
 #include <algorithm>
@@ -21,6 +25,7 @@ struct NSImageView::State {
     Ref<NSImage> image;
     NSImageView* view = nullptr; ///< null once the view is gone
     std::shared_ptr<ShownPicture> picture;
+    ShownPicture::Lost lost; ///< what the class does about an image that can no longer be decoded
     double cornerRadius = 0, borderWidth = 0;
     QColor borderColor;
 
@@ -65,6 +70,8 @@ QPainterPath rounded(const QRectF& rectangle, double radius)
 
 void drawPicture(QPainter& painter, const QImage& picture, const QRectF& place, const QPainterPath& corners)
 {
+    if (corners.isEmpty())
+        return painter.drawImage(place, picture);
     QTransform onPlace;
     onPlace.translate(place.x(), place.y());
     onPlace.scale(place.width() / picture.width(), place.height() / picture.height());
@@ -72,7 +79,7 @@ void drawPicture(QPainter& painter, const QImage& picture, const QRectF& place, 
     brush.setTransform(onPlace);
     QPainterPath outline;
     outline.addRect(place);
-    painter.fillPath(corners.isEmpty() ? outline : outline.intersected(corners), brush);
+    painter.fillPath(outline.intersected(corners), brush);
 }
 
 struct SharedPlaceHolder {
@@ -92,7 +99,10 @@ NSImageView::NSImageView(QWidget* parent) : QWidget(parent), state_(std::make_sh
 {
     Desktop::join();
     state_->view = this;
-    state_->picture = std::make_shared<ShownPicture>(this);
+    state_->picture = std::make_shared<ShownPicture>(this, [state = state_.get()](const Ref<NSImage>& image) {
+        if (state->lost)
+            state->lost(image);
+    });
 }
 
 NSImageView::~NSImageView()
@@ -161,6 +171,14 @@ void NSImageView::setLayer(double cornerRadius, double borderWidth, const QColor
     QWidget::update();
 }
 
+bool NSImageView::isForScreen() const
+{
+    QPoint offset;
+    const QPaintDevice* target = redirected(&offset);
+    const QBackingStore* screen = backingStore();
+    return isVisible() && (target == nullptr || screen == nullptr || target == screen->paintDevice());
+}
+
 void NSImageView::paintEvent(QPaintEvent*)
 {
     const QRectF bounds = rect();
@@ -168,13 +186,18 @@ void NSImageView::paintEvent(QPaintEvent*)
     const auto within = [half](double length) { return length > 0 ? std::min(length, half) : 0.0; };
     const double radius = within(state_->cornerRadius), border = within(state_->borderWidth);
     QPainter painter(this);
+    QStyleOption option; // the background of a style sheet
+    option.initFrom(this);
+    style()->drawPrimitive(QStyle::PE_Widget, &option, &painter, this);
     painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
 
     const Ref<NSImage> shown = image();
     if (shown && shown->width() > 0 && shown->height() > 0) {
         const double scale = devicePixelRatioF();
         const QRectF place = placeOf(shown->size(), bounds, scale);
-        const QImage picture = state_->picture->pixels(shown, (place.size() * scale).toSize());
+        // Whoever grabs a view wants it complete.
+        const auto when = isForScreen() ? ShownPicture::When::soon : ShownPicture::When::now;
+        const QImage picture = state_->picture->pixels(shown, (place.size() * scale).toSize(), when);
         if (!picture.isNull())
             drawPicture(painter, picture, place, radius > 0 ? rounded(bounds, radius) : QPainterPath());
     } else {
@@ -192,8 +215,20 @@ struct ZelImageView::State {
     QColor borderColor = QColor::fromRgbF(0.5F, 0.5F, 0.5F, 0.0F);
     std::mutex mutex; ///< guards what follows
     Ref<ZelResourceDownloader> downloader = std::make_shared<ZelResourceDownloader>();
-    URL latest; ///< the address that counts
+    URL latest;             ///< the address that counts
+    Ref<ImageLoad> loading; ///< the load begun last
 
+    URL address()
+    {
+        const std::scoped_lock lock(mutex);
+        return latest;
+    }
+    void hurry()
+    {
+        const std::scoped_lock lock(mutex);
+        if (loading)
+            loading->hurry();
+    }
     bool counts(const URL& address)
     {
         const std::scoped_lock lock(mutex);
@@ -204,6 +239,12 @@ struct ZelImageView::State {
 ZelImageView::ZelImageView(QWidget* parent) : NSImageView(parent), state_(std::make_shared<State>())
 {
     ZelImageView::setup();
+    NSImageView::state_->lost = [this](const Ref<NSImage>& lost) {
+        // The file is another one by now: what it holds is loaded anew.
+        const URL latest = state_->address();
+        if (image() == lost && !latest.isEmpty())
+            load(latest);
+    };
 }
 
 void ZelImageView::setup()
@@ -220,6 +261,8 @@ void ZelImageView::update()
 void ZelImageView::paintEvent(QPaintEvent* event)
 {
     setup();
+    if (isForScreen())
+        state_->hurry();
     NSImageView::paintEvent(event);
 }
 
@@ -291,9 +334,12 @@ void ZelImageView::setImage(const std::optional<URL>& address, Placeholder place
 
 void ZelImageView::load(const URL& address)
 {
+    if (!imageDownloader())
+        return;
     const auto arrived = [own = std::weak_ptr(state_), view = std::weak_ptr(NSImageView::state_),
-                          address](const Data& bytes) {
-        const Ref<ZelImage> image = bytes.empty() ? nullptr : makeZelImage(bytes, {.dontCreateAuxiliaryVars = false});
+                          address](const ImageLoad::Loaded& loaded) {
+        const Ref<ZelImage> image =
+            loaded.image ? makeZelImage(loaded.image, {.dontCreateAuxiliaryVars = false}) : nullptr;
         if (!image)
             return;
         XMain::execute([own, view, address, shown = image->image] {
@@ -304,13 +350,12 @@ void ZelImageView::load(const URL& address)
             state->put(shown);
             state->redraw();
         });
-        // Its pixels are made anew for each size, so the encoded bytes are what it weighs.
-        imageCache().setCached(address.path(), {image, bytes.size()});
+        // Its pixels are made anew for each size.
+        imageCache().setCached(address.path(), {image, loaded.bytes});
     };
-    Queue::execute({.fast = true}, [downloader = imageDownloader(), address, arrived] {
-        if (downloader)
-            downloader->asyncDownload(address, {.timeOut = std::nullopt, .useDiskCache = true}, arrived);
-    });
+    const Ref<ImageLoad> load = ImageLoad::begin(address, arrived);
+    const std::scoped_lock lock(state_->mutex);
+    state_->loading = load;
 }
 
 void ZelImageView::setImage(HttpPath address)

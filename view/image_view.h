@@ -27,6 +27,8 @@ protected:
     /// Corners and border, in points, as `paintEvent` draws them; the border lies inside the view, over the image.
     void setLayer(double cornerRadius, double borderWidth, const QColor& borderColor);
     void paintEvent(QPaintEvent* event) override;
+    /// While painting: false for those who want it complete, such as QWidget::grab.
+    bool isForScreen() const;
 
 private:
     friend class ZelImageView;

@@ -106,6 +106,66 @@ TEST(ByteSource, KeepsLargeFilesOpenAndReadsThemByPieces)
     EXPECT_EQ(testing::openDescriptors(), descriptors);
 }
 
+TEST(ByteSource, OpenedLightlyHoldsNeitherBytesNorManyDescriptors)
+{
+    const TemporaryFolder folder;
+    const std::ptrdiff_t descriptors = testing::openDescriptors();
+    const std::string text(200'000, 'x');
+    EXPECT_EQ(ByteSource::openLightly(folder.put("small", text.substr(0, 1000)))->whole().size(), 1000U);
+    std::vector<Ref<const ByteSource>> files;
+    for (int number = 0; number < 100; ++number)
+        files.push_back(
+            ByteSource::openLightly(folder.put("f" + std::to_string(number), std::to_string(number) + text)));
+    EXPECT_LE(testing::openDescriptors(), descriptors + 64);
+    for (int round = 0; round < 2; ++round)
+        for (int number = 0; number < 100; ++number) {
+            const std::string start = std::to_string(number) + "xx";
+            ASSERT_TRUE(files[static_cast<std::size_t>(number)]);
+            EXPECT_TRUE(files[static_cast<std::size_t>(number)]->whole().empty());
+            EXPECT_EQ(readText(*files[static_cast<std::size_t>(number)], 0, start.size()), start);
+        }
+    EXPECT_LE(testing::openDescriptors(), descriptors + 64);
+    EXPECT_EQ(readText(*files[7], text.size(), 5), "x");
+    files.clear();
+    EXPECT_EQ(testing::openDescriptors(), descriptors);
+}
+
+TEST(ByteSource, OpenedLightlyIsLostWhereTheFileIsAnotherOne)
+{
+    const TemporaryFolder folder;
+    const std::string text(200'000, 'x');
+    struct Case {
+        const char* name;
+        bool isStillOpen;
+        std::function<void()> act;
+        bool isLost;
+    };
+    const Case cases[] = {
+        {"nothing happened", true, [] {}, false},
+        {"nothing happened, closed", false, [] {}, false},
+        {"removed", true, [&] { fs::remove(folder / "file"); }, false},
+        {"removed, closed", false, [&] { fs::remove(folder / "file"); }, true},
+        {"replaced", true, [&] { fs::rename(folder.put("new", text).filePath(), folder / "file"); }, false},
+        {"replaced, closed", false, [&] { fs::rename(folder.put("new", text).filePath(), folder / "file"); }, true},
+        {"cut", true, [&] { fs::resize_file(folder / "file", 150'000); }, true},
+        {"cut, closed", false, [&] { fs::resize_file(folder / "file", 150'000); }, true},
+    };
+    for (const Case& row : cases) {
+        SCOPED_TRACE(row.name);
+        fs::remove(folder / "file");
+        const Ref<const ByteSource> file = ByteSource::openLightly(folder.put("file", text));
+        ASSERT_TRUE(file);
+        std::vector<Ref<const ByteSource>> others;
+        for (int number = 0; number < 64 && !row.isStillOpen; ++number)
+            others.push_back(ByteSource::openLightly(folder.put("other" + std::to_string(number), text)));
+        row.act();
+        EXPECT_EQ(file->isLost(), row.isLost);
+        const ZelReport report;
+        EXPECT_EQ(readText(*file, 0, 3), row.isLost ? "" : "xxx");
+        EXPECT_EQ(report.notes().size(), row.isLost ? 1U : 0U);
+    }
+}
+
 TEST(ByteSource, IsShortWhereTheFileWasCutMeanwhile)
 {
     const TemporaryFolder folder;

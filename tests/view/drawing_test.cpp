@@ -56,6 +56,21 @@ TEST(ViewAppearance, SetupRunsWhereSomethingChanges)
     }
 }
 
+TEST(ViewAppearance, StyleSheetsSetTheProperties)
+{
+    ZelImageView view;
+    view.resize(60, 60);
+    view.setStyleSheet("zel--ZelImageView { qproperty-radius: 20; qproperty-border: 4; qproperty-borderColor: #ff0000;"
+                       " background-color: #00ff00 }");
+    view.ensurePolished();
+    EXPECT_EQ(view.radius(), 20);
+    EXPECT_EQ(view.border(), 4);
+    EXPECT_EQ(view.borderColor(), QColor(Qt::red));
+    const QImage image = drawn(view);
+    EXPECT_EQ(image.pixel(30, 2), qRgba(255, 0, 0, 255));
+    EXPECT_EQ(image.pixel(30, 30), qRgba(0, 255, 0, 255));
+}
+
 TEST(ViewAppearance, CornersAreCutAndTheBorderLiesInside)
 {
     ZelImageView view;
@@ -172,6 +187,19 @@ TEST(ViewDrawing, LargePicturesAreMadeInTheBackgroundAndOnlyWhereSeen)
     EXPECT_EQ(seen, 1);
     EXPECT_EQ(hidden, 1);
     EXPECT_EQ(onMain, 0);
+}
+
+TEST(ViewDrawing, AGrabbedViewIsComplete)
+{
+    QWidget window;
+    window.resize(300, 300);
+    NSImageView view(&window);
+    view.resize(300, 300);
+    view.setShownImage(NSImage::make(flat(1500, 1500, blue), {1500, 1500}));
+    window.show();
+    EXPECT_EQ(window.grab().toImage().pixel(150, 150), qRgba(0, 0, 255, 255));
+    view.setShownImage(NSImage::make(flat(1500, 1600, blue), {1500, 1600}));
+    EXPECT_EQ(view.grab().toImage().pixel(150, 150), qRgba(0, 0, 255, 255));
 }
 
 TEST(ViewDrawing, WhatScrolledAwayBeforeItsTurnIsLeftOut)

@@ -107,6 +107,7 @@ TEST_F(ViewLoading, FailuresKeepThePlaceholderAndAreTriedAgain)
         {"/view/missing.png", "HTTP/1.1 404 Not Found\r\nConnection: close\r\nContent-Length: 0\r\n\r\n"},
         {"/view/empty.png", HttpServer::ok("")},
         {"/view/cut.png", HttpServer::ok("short", 500)},
+        {"/view/words.png", HttpServer::ok("no picture")},
     };
     for (const Case& row : cases) {
         SCOPED_TRACE(row.path);
@@ -133,6 +134,29 @@ TEST_F(ViewLoading, FailuresKeepThePlaceholderAndAreTriedAgain)
             view.setImage(text, {.placeholder = waiting_});
         return view.image() && view.image()->size() == CGSize{2, 2};
     }));
+}
+
+TEST_F(ViewLoading, AFileThatWasChangedIsLoadedAnew)
+{
+    const auto noise = [](int width) { // more than is kept in memory
+        return png(makeZelImage(painted(width, 400, CGAlphaInfo::noneSkipLast, [](int x, int y) {
+            const auto mixed = static_cast<std::uint32_t>(x * 2654435761U + y * 40503U) * 2246822519U;
+            return Rgba{static_cast<std::uint8_t>(mixed >> 24), static_cast<std::uint8_t>(mixed >> 16), 9, 255};
+        })));
+    };
+    const URL address = folder_.put("photo.png", noise(400));
+    ASSERT_GT(std::filesystem::file_size(address.filePath()), 200'000U);
+    ZelImageView view;
+    view.resize(300, 300);
+    view.setImage(address, {});
+    ASSERT_TRUE(waitFor([&] { return view.image() != nullptr; }));
+    EXPECT_NE(drawn(view).pixel(150, 150), 0U);
+    folder_.put("photo.png", noise(500));
+    EXPECT_NE(drawn(view).pixel(150, 150), 0U); // at this size it is decoded already
+    view.resize(200, 200);
+    EXPECT_TRUE(waitFor([&] { return drawn(view).pixel(100, 100) != 0U; }));
+    EXPECT_EQ(view.image()->size(), (CGSize{500, 400}));
+    EXPECT_EQ(cached(address)->size, (CGSize{500, 400}));
 }
 
 TEST_F(ViewLoading, TheNewestAddressWinsAndAViewMayGo)

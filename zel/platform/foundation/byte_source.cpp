@@ -3,6 +3,7 @@
 #include <zel/platform/foundation/limits.h>
 #include <zel/platform/foundation/notes.h>
 #include <zel/platform/foundation/number_text.h>
+#include <zel/platform/foundation/reopened_file.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -16,6 +17,7 @@ namespace {
 
 constexpr std::string_view operation = "open";
 constexpr std::uint64_t readAtOnce = std::uint64_t{16} << 20;
+constexpr std::uint64_t readLightly = std::uint64_t{128} << 10;
 
 class Memory : public ByteSource {
 public:
@@ -105,7 +107,9 @@ Ref<const ByteSource> readWhole(const FileHandle& file, std::uint64_t size, cons
     return std::make_shared<const WholeFile>(std::move(bytes), *got, path.string());
 }
 
-Ref<const ByteSource> openRegular(const URL& file, std::uint64_t wholeUpTo)
+enum class Larger { staysOpen, isReopened };
+
+Ref<const ByteSource> openRegular(const URL& file, std::uint64_t wholeUpTo, Larger larger = Larger::staysOpen)
 {
     if (!file.isFile())
         return fail(ZelFailureCode::invalidArgument, operation,
@@ -131,6 +135,8 @@ Ref<const ByteSource> openRegular(const URL& file, std::uint64_t wholeUpTo)
                       fmt::format("the file has {}, the limit is {}", byteText(size), byteText(limit)));
     if (size <= wholeUpTo)
         return readWhole(handle, size, path);
+    if (larger == Larger::isReopened)
+        return std::make_shared<const ReopenedFile>(std::move(handle), facts, path.string());
     return std::make_shared<const OpenFile>(std::move(handle), size, path.string());
 }
 
@@ -144,6 +150,11 @@ Ref<const ByteSource> ByteSource::open(const URL& file)
 Ref<const ByteSource> ByteSource::openWhole(const URL& file)
 {
     return openRegular(file, std::numeric_limits<std::uint64_t>::max());
+}
+
+Ref<const ByteSource> ByteSource::openLightly(const URL& file)
+{
+    return openRegular(file, readLightly, Larger::isReopened);
 }
 
 Ref<const ByteSource> ByteSource::of(Data bytes, std::string subject)

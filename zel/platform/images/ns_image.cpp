@@ -7,6 +7,7 @@
 #include <zel/platform/foundation/notes.h>
 #include <zel/platform/graphics/image_rows.h>
 #include <zel/platform/images/draw.h>
+#include <zel/platform/images/encoded_image.h>
 #include <zel/platform/images/ns_image_state.h>
 #include <zel/platform/images/target_image.h>
 
@@ -32,7 +33,9 @@ Ref<const CGImage> blankBitmap(std::pair<int, int> sides)
     return makeImage(layout, std::move(pixels));
 }
 
-Ref<NSImage> decoded(const Ref<const ByteSource>& source)
+} // namespace
+
+Ref<NSImage> makeEncodedImage(const Ref<const ByteSource>& source)
 {
     if (!source)
         return nullptr;
@@ -47,10 +50,16 @@ Ref<NSImage> decoded(const Ref<const ByteSource>& source)
     const auto points = [](int pixels, double dpi) {
         return dpi > 0 ? pixels * 72.0 / dpi : static_cast<CGFloat>(pixels);
     };
-    return NSImage::make(image, {points(image->width(), dpiX), points(image->height(), dpiY)});
+    const Ref<NSImage> result = NSImage::make(image, {points(image->width(), dpiX), points(image->height(), dpiY)});
+    NSImageAccess::state(*result).source = source;
+    return result;
 }
 
-} // namespace
+bool isLost(const NSImage& image)
+{
+    const Ref<const ByteSource>& source = NSImageAccess::state(image).source;
+    return source && source->isLost();
+}
 
 std::optional<std::pair<int, int>> pixelSides(CGSize points, CGFloat scale)
 {
@@ -81,11 +90,11 @@ Ref<NSImage> NSImage::make(const Ref<const CGImage>& image, CGSize size)
 
 Ref<NSImage> NSImage::make(const Data& encoded)
 {
-    return decoded(ByteSource::of(encoded));
+    return makeEncodedImage(ByteSource::of(encoded));
 }
 Ref<NSImage> NSImage::make(const URL& file)
 {
-    return decoded(ByteSource::open(file));
+    return makeEncodedImage(ByteSource::open(file));
 }
 
 Ref<NSImage> NSImage::make(CGSize size, std::function<bool(CGRect)> drawingHandler)

@@ -1,9 +1,11 @@
 #include <zel/platform/foundation/async.h>
 #include <zel/platform/foundation/atomic_write.h>
+#include <zel/platform/foundation/file_calls.h>
 #include <zel/platform/foundation/guards.h>
 #include <zel/platform/foundation/identifiers.h>
 #include <zel/platform/foundation/ordered_tasks.h>
 #include <zel/platform/foundation/percent.h>
+#include <zel/platform/services/downloads.h>
 #include <zel/platform/services/http.h>
 #include <zel/platform/services/services.h>
 
@@ -37,6 +39,29 @@ Data throughDisk(const URL& address, const FetchOptions& options)
     return bytes;
 }
 
+/// What is kept, not held in memory; null where it is not there.
+Ref<const ByteSource> openKept(const URL& kept)
+{
+    const NotesOnTrial silent;
+    const Ref<const ByteSource> source = kept.isEmpty() ? nullptr : ByteSource::openLightly(kept);
+    return source && source->size() > 0 ? source : nullptr;
+}
+
+Ref<const ByteSource> opened(const URL& address)
+{
+    if (address.isFile())
+        return ByteSource::openLightly(address);
+    const URL kept = keptAt(address);
+    if (const Ref<const ByteSource> source = openKept(kept))
+        return source;
+    Data bytes = throughDisk(address, {});
+    if (bytes.empty())
+        return nullptr;
+    const Ref<const ByteSource> source = openKept(kept);
+    return source && source->size() == bytes.size() ? source
+                                                    : ByteSource::of(std::move(bytes), address.absoluteString());
+}
+
 /// Requests that may be answered from the disk, one after the other for each address.
 const Ref<OrderedTasks>& downloads()
 {
@@ -56,6 +81,16 @@ Endpoint& endpoint()
 }
 
 } // namespace
+
+void openAddress(const URL& address, std::function<bool(const Ref<const ByteSource>&)> completion)
+{
+    downloads()->add(address.absoluteString(), [address, completion = std::move(completion)] {
+        const Ref<const ByteSource> source = opened(address);
+        const bool isOfUse = completion(source);
+        if (const URL kept = keptAt(address); source && !isOfUse && !kept.isEmpty())
+            fileCalls().unlink(kept.filePath().c_str());
+    });
+}
 
 void ZelResourceDownloader::asyncDownload(const URL& address, Options options, std::function<void(Data)> completion)
 {

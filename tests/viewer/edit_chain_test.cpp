@@ -94,7 +94,7 @@ TEST(EditChain, ForetellsTheSize)
              {EditChain{}, EditChain{.quarterTurns = 1}, EditChain{.crop = part},
               EditChain{.quarterTurns = 3, .straightening = 2, .crop = CGRect{{0.333, 0.5}, {0.25, 0.001}}},
               EditChain{.crop = CGRect{{0.999, 0.999}, {0.001, 0.001}}}}) {
-            SCOPED_TRACE(testing::Message() << width << " x " << height << ", turns " << chain.quarterTurns);
+            SCOPED_TRACE(::testing::Message() << width << " x " << height << ", turns " << chain.quarterTurns);
             const Ref<ZelImage> result = edited(gradient(width, height), chain);
             ASSERT_TRUE(result);
             EXPECT_EQ(editedSize(chain, {double(width), double(height)}), result->size);

@@ -53,7 +53,7 @@ TEST(Exporting, StaysWithinTheLimit)
     const Ref<ZelImage> picture = noise(300, 200);
     for (const auto& [type, name] : {std::pair(FileType::jpeg, "a.jpg"), std::pair(FileType::heif, "a.heic")})
         for (const int most : {3'000, 12'345, 40'000, 10'000'000}) {
-            SCOPED_TRACE(testing::Message() << name << ", at most " << most);
+            SCOPED_TRACE(::testing::Message() << name << ", at most " << most);
             const ExportResult result =
                 exportPicture(picture, {.file = folder.url(name), .format = type, .mostBytes = most});
             if (!result.isWritten && ZelFailure::last().code == ZelFailureCode::missingPart)

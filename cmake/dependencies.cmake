@@ -92,6 +92,7 @@ if(ZEL_TESTS)
   if(GTest_FOUND AND NOT TARGET GTest::gmock)
     list(APPEND ZEL_MISSING libgmock-dev)
   endif()
+  find_package(Qt6 QUIET COMPONENTS Test)    # of qt6-base-dev: keys and clicks
 endif()
 if(ZEL_BENCH)
   # apt: libbenchmark-dev     benchmarks, left out where it is missing (Apache-2.0)

@@ -53,6 +53,8 @@ std::vector<Seed> seedsOf(const std::string& target)
         return pictureSeeds();
     if (target == "boxes")
         return heifSeeds();
+    if (target == "documents")
+        return documentSeeds();
     return target == "json" ? jsonSeeds() : choiceSeeds();
 }
 

@@ -29,6 +29,8 @@ std::vector<Seed> pictureSeeds();     ///< all of them
 
 /// Documents; the first byte names the record for the fuzz target `json`.
 std::vector<Seed> jsonSeeds();
+/// What the renderers of documents say and what documents begin with, for the fuzz target `documents`.
+std::vector<Seed> documentSeeds();
 /// Chains of operations and layouts of pictures: bytes that stand for choices, drawn from a fixed sequence.
 std::vector<Seed> choiceSeeds();
 /// What the fuzz target of that name starts from.

@@ -1,5 +1,6 @@
 #pragma once
 #include <zel/engine/pixel_buffer.h>
+#include <zel/platform/documents/document_picture.h>
 #include <zel/platform/images/ns_image.h>
 
 #include <mutex>
@@ -9,7 +10,8 @@ namespace zel {
 
 struct NSImage::State {
     CGSize points;
-    Ref<const CGImage> bitmap; // null: blank, or drawn by the handler
+    Ref<const CGImage> bitmap;           // null: blank, or drawn by the handler
+    Ref<const DocumentPicture> document; // what `bitmap` shows, where that is a page or a drawing
     std::function<bool(CGRect)> handler;
     std::optional<std::pair<int, int>> pixels; // set where the pixel size does not follow the display scale
     std::mutex filling;

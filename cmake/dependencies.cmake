@@ -75,7 +75,8 @@ zel_pkg(md libmd libmd-dev)
 zel_pkg(utf8proc libutf8proc libutf8proc-dev)
 # apt: libcli11-dev           the program's options (BSD-3-Clause)
 zel_package(CLI11 libcli11-dev)
-# The program that renders documents links these two; the library does not. It is left out where one is missing.
+# The programs that render documents link one of these each; the library does not. Either is left out where its own is
+# missing.
 # apt: qt6-pdf-dev            pages of PDF documents (LGPL-3.0-only; PDFium: BSD-3-Clause)
 find_package(Qt6 QUIET COMPONENTS Core Gui Pdf)
 # apt: librsvg2-dev           vector drawings (LGPL-2.1-or-later)

@@ -13,7 +13,8 @@ foreach(module IN LISTS ZEL_MODULES)
   install(TARGETS ${module} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/zelimaging COMPONENT ${component})
 endforeach()
 foreach(program zel:${CMAKE_INSTALL_BINDIR}:tools CLIImageResizer:${CMAKE_INSTALL_LIBEXECDIR}/zelimaging:runtime
-        zel-documents:${CMAKE_INSTALL_LIBEXECDIR}/zelimaging:documents)
+        zel-documents:${CMAKE_INSTALL_LIBEXECDIR}/zelimaging:documents
+        zel-drawings:${CMAKE_INSTALL_LIBEXECDIR}/zelimaging:documents)
   string(REPLACE ":" ";" program ${program})
   list(POP_FRONT program target folder component)
   if(TARGET ${target})

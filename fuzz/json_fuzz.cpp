@@ -40,7 +40,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         return 0;
     const ZelLimits::Scope scope(checks::tightLimits());
     const std::string_view text(reinterpret_cast<const char*>(data) + 1, size - 1);
-    switch (data[0] % 11) {
+    switch (data[0] % 12) {
     case 0:
         tryRecord<Ref<ZelImage>>(text);
         break;
@@ -72,8 +72,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     case 9:
         tryRecord<ZelComposer>(text);
         break;
-    default:
+    case 10:
         tryRecord<ZelExif::BasicData>(text);
+        break;
+    default:
+        tryRecord<ZelExif::BasicData::Coordinates>(text);
     }
     return 0;
 }

@@ -57,6 +57,8 @@ std::vector<Seed> seedsOf(const std::string& target)
         return cacheNameSeeds();
     if (target == "addresses")
         return addressSeeds();
+    if (target == "documents")
+        return documentSeeds();
     return target == "json" ? jsonSeeds() : choiceSeeds();
 }
 

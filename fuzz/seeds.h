@@ -32,6 +32,8 @@ std::vector<Seed> jsonSeeds();
 /// Names of caches with identifiers in them; addresses and the numbers of machines.
 std::vector<Seed> cacheNameSeeds();
 std::vector<Seed> addressSeeds();
+/// What the renderers of documents say and what documents begin with, for the fuzz target `documents`.
+std::vector<Seed> documentSeeds();
 /// Chains of operations and layouts of pictures: bytes that stand for choices, drawn from a fixed sequence.
 std::vector<Seed> choiceSeeds();
 /// What the fuzz target of that name starts from.

@@ -20,8 +20,8 @@ public:
     virtual int pages() const = 0;
     /// As displayed: crop box, turn. Absent where the page is not there.
     virtual std::optional<PointSize> size(int page) = 0;
-    /// Fills `rows` (width × height × 4 bytes; RGBA, premultiplied) with the whole page on transparent paper.
-    virtual bool render(int page, int width, int height, std::span<std::uint8_t> rows) = 0;
+    /// Fills `rows` (width × height × 4 bytes; RGBA, premultiplied) with the whole page on the paper.
+    virtual bool render(int page, int width, int height, Paper paper, std::span<std::uint8_t> rows) = 0;
 };
 
 /// What opening gave: a document, or why there is none.
@@ -30,11 +30,11 @@ struct Opened {
     Status status = Status::notADocument;
 };
 
-// What the libraries read at their start; the files are out of reach later.
-void preparePdf();
-void prepareSvg();
+// Each program has its own: pdf.cpp or svg.cpp, so that neither loads what only the other needs.
+
+/// Has the libraries read what they read at their start; the files are out of reach later.
+void prepare();
 /// The bytes must outlive the document.
-Opened openPdf(std::span<const std::uint8_t> bytes);
-Opened openSvg(std::span<const std::uint8_t> bytes);
+Opened openDocument(std::span<const std::uint8_t> bytes);
 
 } // namespace zel::documents

@@ -1,8 +1,6 @@
 #include "document.h"
 #include "lockdown.h"
 
-#include <QCoreApplication>
-
 #include <array>
 #include <cerrno>
 #include <charconv>
@@ -13,8 +11,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-// zel-documents KIND BYTES SECONDS: renders the pages of one document for the library, which starts it and talks to it
-// as protocol.h tells; of no use by itself. It fences itself in before it reads the first byte of the document.
+// zel-documents BYTES SECONDS, zel-drawings BYTES SECONDS: render the pages of one document for the library, which
+// starts them and talks to them as protocol.h tells; of no use by themselves. They fence themselves in before they read
+// the first byte of the document.
 namespace zel::documents {
 namespace {
 
@@ -92,7 +91,8 @@ Reply answer(Document& document, const Request& request, Mapping& rows)
     }
     const std::size_t bytes = static_cast<std::size_t>(request.width) * static_cast<std::size_t>(request.height) * 4;
     const std::span<std::uint8_t> memory = rows.reach();
-    if (memory.size() < bytes || !document.render(request.page, request.width, request.height, memory.first(bytes)))
+    if (memory.size() < bytes ||
+        !document.render(request.page, request.width, request.height, request.paper, memory.first(bytes)))
         return reply;
     reply.status = Status::done;
     reply.width = request.width;
@@ -100,12 +100,12 @@ Reply answer(Document& document, const Request& request, Mapping& rows)
     return reply;
 }
 
-int serve(Kind kind, std::uint64_t seconds)
+int serve(std::uint64_t seconds)
 {
     Mapping input(bytesDescriptor, PROT_READ);
     Mapping rows(rowsDescriptor, PROT_READ | PROT_WRITE);
     allowSeconds(seconds);
-    const Opened opened = kind == Kind::pdf ? openPdf(input.reach()) : openSvg(input.reach());
+    const Opened opened = openDocument(input.reach());
     Reply first;
     first.status = opened.status;
     first.pages = opened.document ? opened.document->pages() : 0;
@@ -128,17 +128,12 @@ int main(int argumentCount, char** arguments)
     using namespace zel::documents;
     if (argumentCount != 1 + zel::documents::argumentCount)
         return 2;
-    const auto kind = number(arguments[1]), bytes = number(arguments[2]), seconds = number(arguments[3]);
-    if (!kind || *kind > 1 || !bytes || !seconds)
+    const auto bytes = number(arguments[1]), seconds = number(arguments[2]);
+    if (!bytes || !seconds)
         return 2;
-    int count = 1;
-    const QCoreApplication application(count, arguments);
-    if (*kind == 0)
-        preparePdf();
-    else
-        prepareSvg();
+    prepare();
     if (!lockDown(*bytes))
         return 3;
     // What libraries would do at an orderly end is of no use to anybody.
-    ::_exit(serve(*kind == 0 ? Kind::pdf : Kind::svg, *seconds));
+    ::_exit(serve(*seconds));
 }

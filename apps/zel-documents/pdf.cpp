@@ -1,28 +1,15 @@
 #include "document.h"
+#include "rows.h"
 
 #include <QBuffer>
 #include <QByteArray>
+#include <QCoreApplication>
 #include <QImage>
 #include <QPdfDocument>
 #include <QPdfDocumentRenderOptions>
 
 namespace zel::documents {
 namespace {
-
-std::uint8_t product(int value, int alpha)
-{
-    return static_cast<std::uint8_t>((value * alpha + 127) / 255);
-}
-
-// By hand: QImage would start threads to convert, and those need more of the system than is left to this process.
-void premultiply(QRgb pixel, std::uint8_t* to)
-{
-    const int alpha = qAlpha(pixel);
-    to[0] = product(qRed(pixel), alpha);
-    to[1] = product(qGreen(pixel), alpha);
-    to[2] = product(qBlue(pixel), alpha);
-    to[3] = static_cast<std::uint8_t>(alpha);
-}
 
 class PdfDocument : public Document {
 public:
@@ -54,7 +41,7 @@ public:
         return PointSize{size.width(), size.height()};
     }
 
-    bool render(int page, int width, int height, std::span<std::uint8_t> rows) override
+    bool render(int page, int width, int height, Paper paper, std::span<std::uint8_t> rows) override
     {
         if (page < 0 || page >= pages())
             return false;
@@ -63,12 +50,10 @@ public:
         const QImage image = document_.render(page, QSize(width, height), options);
         if (image.width() != width || image.height() != height || image.format() != QImage::Format_ARGB32)
             return false;
-        for (int y = 0; y < height; ++y) {
-            const auto* from = reinterpret_cast<const QRgb*>(image.constScanLine(y));
-            std::uint8_t* to = rows.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(width) * 4;
-            for (int x = 0; x < width; ++x, to += 4)
-                premultiply(from[x], to);
-        }
+        // By hand: QImage would start threads to convert, and those need more of the system than is left here.
+        for (int y = 0; y < height; ++y)
+            takeStraightRow(reinterpret_cast<const QRgb*>(image.constScanLine(y)), width, paper,
+                            rows.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(width) * 4);
         return true;
     }
 
@@ -85,14 +70,19 @@ constexpr char emptyPage[] = "%PDF-1.4\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endo
 
 } // namespace
 
-void preparePdf()
+void prepare()
 {
+    // What Qt wants to be there before anything of it is used.
+    static char name[] = "zel-documents";
+    static char* arguments[] = {name, nullptr};
+    static int count = 1;
+    static const QCoreApplication application(count, arguments);
     const std::span bytes(reinterpret_cast<const std::uint8_t*>(emptyPage), sizeof emptyPage - 1);
     std::uint8_t rows[4] = {};
-    PdfDocument(bytes).render(0, 1, 1, rows);
+    PdfDocument(bytes).render(0, 1, 1, noPaper, rows);
 }
 
-Opened openPdf(std::span<const std::uint8_t> bytes)
+Opened openDocument(std::span<const std::uint8_t> bytes)
 {
     auto document = std::make_unique<PdfDocument>(bytes);
     const Status status = document->status();

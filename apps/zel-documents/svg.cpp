@@ -1,4 +1,5 @@
 #include "document.h"
+#include "rows.h"
 
 #include <algorithm>
 #include <cairo.h>
@@ -16,6 +17,29 @@ struct Unref {
 };
 using Handle = std::unique_ptr<RsvgHandle, Unref>;
 
+constexpr double unitsAnInch = 96; // of CSS
+
+/// 0 for what depends on something else: percentages, the font.
+double unitsOf(const RsvgLength& length)
+{
+    switch (length.unit) {
+    case RSVG_UNIT_PX:
+        return length.length;
+    case RSVG_UNIT_IN:
+        return length.length * unitsAnInch;
+    case RSVG_UNIT_CM:
+        return length.length * unitsAnInch / 2.54;
+    case RSVG_UNIT_MM:
+        return length.length * unitsAnInch / 25.4;
+    case RSVG_UNIT_PT:
+        return length.length * unitsAnInch / 72;
+    case RSVG_UNIT_PC:
+        return length.length * unitsAnInch / 6;
+    default:
+        return 0;
+    }
+}
+
 class SvgDocument : public Document {
 public:
     explicit SvgDocument(std::span<const std::uint8_t> bytes)
@@ -25,7 +49,7 @@ public:
         handle_.reset(
             rsvg_handle_new_from_stream_sync(stream.get(), nullptr, RSVG_HANDLE_FLAGS_NONE, nullptr, nullptr));
         if (handle_) {
-            rsvg_handle_set_dpi(handle_.get(), 96);
+            rsvg_handle_set_dpi(handle_.get(), unitsAnInch);
             measure();
         }
     }
@@ -34,7 +58,7 @@ public:
     int pages() const override { return 1; }
     std::optional<PointSize> size(int page) override { return page == 0 ? std::optional(size_) : std::nullopt; }
 
-    bool render(int page, int width, int height, std::span<std::uint8_t> rows) override
+    bool render(int page, int width, int height, Paper paper, std::span<std::uint8_t> rows) override
     {
         if (page != 0)
             return false;
@@ -52,11 +76,13 @@ public:
         // Stored blue, green, red, alpha on the machines that we know.
         for (std::size_t at = 0; at + 4 <= rows.size(); at += 4)
             std::swap(rows[at], rows[at + 2]);
+        layRow(rows.data(), width * height, paper);
         return rendered;
     }
 
 private:
-    /// Its own width and height, else those of its view box, else what it draws.
+    /// Its own width and height; one alone has the other follow from the view box; else the view box; else what it
+    /// draws.
     void measure()
     {
         gdouble width = 0, height = 0;
@@ -66,11 +92,16 @@ private:
             return;
         }
         gboolean hasWidth = FALSE, hasHeight = FALSE, hasBox = FALSE;
-        RsvgLength ignored{};
+        RsvgLength givenWidth{}, givenHeight{};
         RsvgRectangle box{};
-        rsvg_handle_get_intrinsic_dimensions(handle_.get(), &hasWidth, &ignored, &hasHeight, &ignored, &hasBox, &box);
-        if (hasBox != FALSE) {
-            size_ = {box.width, box.height};
+        rsvg_handle_get_intrinsic_dimensions(handle_.get(), &hasWidth, &givenWidth, &hasHeight, &givenHeight, &hasBox,
+                                             &box);
+        if (hasBox != FALSE && box.width > 0 && box.height > 0) {
+            const double wide = hasWidth != FALSE ? unitsOf(givenWidth) : 0;
+            const double high = hasHeight != FALSE ? unitsOf(givenHeight) : 0;
+            size_ = wide > 0   ? PointSize{wide, wide * box.height / box.width}
+                    : high > 0 ? PointSize{high * box.width / box.height, high}
+                               : PointSize{box.width, box.height};
             return;
         }
         RsvgRectangle ink{};
@@ -89,17 +120,17 @@ constexpr char sample[] =
 
 } // namespace
 
-void prepareSvg()
+void prepare()
 {
     g_slist_free(gdk_pixbuf_get_formats());
     const std::span bytes(reinterpret_cast<const std::uint8_t*>(sample), sizeof sample - 1);
     SvgDocument document(bytes);
     std::uint8_t rows[8 * 8 * 4] = {};
     if (document.isOpen())
-        document.render(0, 8, 8, rows);
+        document.render(0, 8, 8, noPaper, rows);
 }
 
-Opened openSvg(std::span<const std::uint8_t> bytes)
+Opened openDocument(std::span<const std::uint8_t> bytes)
 {
     auto document = std::make_unique<SvgDocument>(bytes);
     if (!document->isOpen())

@@ -5,6 +5,7 @@
 
 #include <zel/platform/codecs/codec.h>
 #include <zel/platform/codecs/encode.h>
+#include <zel/platform/documents/document.h>
 #include <zel/platform/foundation/notes.h>
 
 #include <fmt/format.h>
@@ -56,6 +57,14 @@ std::vector<Entry> entries()
                 entry.missing = ZelFailure::last().message;
         } else if (written)
             entry.isRead = entry.isWritten; // the same module
+        all.push_back(std::move(entry));
+    }
+    for (const auto& [kind, name] : {std::pair{Document::Kind::pdf, "pdf"}, std::pair{Document::Kind::svg, "svg"}}) {
+        Entry entry{name, name, true, false, {}};
+        const ZelReport report;
+        entry.isRead = Document::isInstalled(kind);
+        if (!entry.isRead)
+            entry.missing = ZelFailure::last().message;
         all.push_back(std::move(entry));
     }
     return all;

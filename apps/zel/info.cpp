@@ -1,6 +1,7 @@
 #include "telling.h"
 #include "inputs.h"
 #include "metadata.h"
+#include "picture_formats.h"
 #include "pictures.h"
 #include "table.h"
 #include "text.h"
@@ -47,6 +48,7 @@ struct Facts {
     std::optional<std::array<double, 4>> average;
 };
 
+/// Absent without a failure where it is no encoded picture, but a document that opens as one.
 std::optional<Facts> factsOf(const Input& input, bool withAverage)
 {
     const auto image = openInput(input);
@@ -76,10 +78,15 @@ struct DocumentFacts {
     std::vector<CGSize> pages; ///< their sizes in points, as displayed
 };
 
-std::optional<DocumentFacts> documentFactsOf(const Input& input)
+Ref<const ByteSource> sourceOf(const Input& input)
 {
-    const auto source =
-        input.bytes ? ByteSource::of(*input.bytes, input.name) : ByteSource::open(URL::file(input.name));
+    if (input.failure)
+        return nullptr; // told when the picture is opened
+    return input.bytes ? ByteSource::of(*input.bytes, input.name) : ByteSource::open(URL::file(input.name));
+}
+
+std::optional<DocumentFacts> documentFactsOf(const Ref<const ByteSource>& source)
+{
     const auto kind = source ? Document::kindOf(*source) : std::nullopt;
     const auto document = kind ? Document::open(source, *kind) : nullptr;
     if (!document)
@@ -192,13 +199,17 @@ int run(const Verb& verb, Words words)
     Reporter reporter(verb.name, reports, inputs.list.size());
     const auto rows = tellAll<TableRow>(inputs, together, reports, reporter, [&](const Input& input) {
         using Answer = std::optional<Told<TableRow>>;
+        const auto ofDocument = [&](const Ref<const ByteSource>& source) {
+            const auto facts = documentFactsOf(source);
+            return facts ? Answer({rowOf(input.name, *facts, titleOf(withAverage).size()), jsonOf(*facts)}) : Answer();
+        };
+        // Content decides. But what is called a picture mostly is one, and is opened once only.
+        if (!hasPictureExtension(input.name))
+            if (const auto source = sourceOf(input); source && Document::kindOf(*source))
+                return ofDocument(source);
         if (const auto facts = factsOf(input, withAverage))
             return Answer({rowOf(input.name, *facts), jsonOf(*facts)});
-        // Pictures first: they are what most files are, and documents start a process.
-        const bool isOther = ZelFailure::last().code == ZelFailureCode::notAnImage;
-        const auto document = isOther ? documentFactsOf(input) : std::nullopt;
-        return document ? Answer({rowOf(input.name, *document, titleOf(withAverage).size()), jsonOf(*document)})
-                        : Answer();
+        return ZelFailure::last().code == ZelFailureCode::none ? ofDocument(sourceOf(input)) : Answer();
     });
     return reporter.finish([&](const std::vector<Outcome>&) { return tableText(titleOf(withAverage), rows); });
 }

@@ -31,8 +31,8 @@ constexpr std::string_view examples = R"(Examples:
 
 constexpr std::string_view notes =
     R"(Pages count from 1, and measure as displayed. They lie on white paper, drawings on none,
-unless --paper tells. A point is 1/72 inch; a drawing's unit counts as a point. One page is
-in memory at a time; the next renders while one is written.
+unless --paper tells. A point is 1/72 inch; a drawing's unit counts as a point. Two pages
+render while one is written, and no more are in memory.
 )";
 
 constexpr double pointsAnInch = 72;
@@ -51,6 +51,11 @@ struct Rendering {
         if (scale)
             return *scale;
         return dpi.value_or(kind == Document::Kind::pdf ? usualDpi : pointsAnInch) / pointsAnInch;
+    }
+    [[nodiscard]] Document::Expecting expecting() const
+    {
+        const bool isOne = pages && pages->ranges.size() == 1 && pages->ranges[0].first == pages->ranges[0].second;
+        return isOne ? Document::Expecting::onePage : Document::Expecting::severalPages;
     }
     /// Absent: none.
     [[nodiscard]] std::optional<Document::Paper> paperOf(Document::Kind kind) const;
@@ -116,13 +121,18 @@ private:
         std::string path; // empty: stays as it is
     };
 
+    Document::Expecting expected(Document::Kind kind) const
+    {
+        return kind == Document::Kind::svg ? Document::Expecting::onePage : rendering_.expecting();
+    }
+
     bool open()
     {
         const auto source = sourceOf(input_);
         const auto kind = source ? Document::kindOf(*source) : std::nullopt;
         if (source && !kind)
             return fail(ZelFailureCode::notAnImage, "render", "this is neither a PDF document nor an SVG drawing");
-        document_ = source ? Document::open(source, *kind) : nullptr;
+        document_ = source ? Document::open(source, *kind, expected(*kind)) : nullptr;
         if (!document_)
             return false;
         factor_ = rendering_.factorOf(*kind, options_.encoding.dpi);
@@ -168,15 +178,22 @@ private:
     bool writePages()
     {
         const Resolution resolution{factor_ * pointsAnInch, factor_ * pointsAnInch};
+        const auto begin = [&](std::size_t i) {
+            if (i < pages_.size())
+                document_->renderAhead(pages_[i].number, pages_[i].width, pages_[i].height, paper_);
+        };
         for (std::size_t i = 0; i < pages_.size(); ++i) {
             if (interrupted())
                 return fail(ZelFailureCode::cancelled, "render", "rendering was stopped");
+            for (std::size_t next = i; next < i + Document::pagesAhead; ++next)
+                begin(next);
             const auto& page = pages_[i];
             const auto rendered = document_->render(page.number, page.width, page.height, paper_);
             if (!rendered)
                 return false;
-            if (i + 1 < pages_.size())
-                document_->renderAhead(pages_[i + 1].number, pages_[i + 1].width, pages_[i + 1].height);
+            begin(i + Document::pagesAhead);
+            if (i + 1 == pages_.size())
+                document_->rest(); // beside the encoding
             const auto bytes = encodePicture(makeZelImage(rendered), output_.format, options_.encoding, resolution);
             if (!bytes || !writeAtomically(URL::file(page.path), bytes->span(), {.createFolders = true}))
                 return false;

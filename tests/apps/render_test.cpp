@@ -65,6 +65,49 @@ TEST_F(Render, DocumentsTellTheirPages)
     EXPECT_EQ(zel(folder_, {"info", "three.pdf"}).status, 0);
 }
 
+TEST_F(Render, TakesDocumentsWherePicturesAreTaken)
+{
+    ASSERT_EQ(zel(folder_, {"thumbnail", "one.pdf", "-o", "t.png", "--width", "10"}).status, 0);
+    EXPECT_EQ(sidesOf(folder_.text("t.png")), (Sides{10, 5}));
+    EXPECT_EQ(pixelsOfFile(folder_.text("t.png"))[0], (Pixel{255, 0, 0, 255}));
+    EXPECT_EQ(pixelsOfFile(folder_.text("t.png"))[9], (Pixel{0, 0, 0, 0})) << "no paper";
+    ASSERT_EQ(zel(folder_, {"convert", "a.svg", "-o", "a.jpg"}).status, 0);
+    EXPECT_EQ(sidesOf(folder_.text("a.jpg")), (Sides{8, 4}));
+    // Content decides, whatever the name.
+    folder_.put("page.png", folder_.text("one.pdf"));
+    EXPECT_THAT(zel(folder_, {"info", "page.png", "--jsonl"}).out, HasSubstr(R"("format":"pdf","pages":1)"));
+    folder_.put("picture.pdf", folder_.text("t.png"));
+    EXPECT_THAT(zel(folder_, {"info", "picture.pdf", "--jsonl"}).out, HasSubstr(R"("format":"png")"));
+    EXPECT_EQ(zel(folder_, {"info", "nothing.pdf"}).status, 3);
+}
+
+// Not even the processes that render them grow with the pages.
+TEST_F(Render, HoldsFewPagesOfMany)
+{
+    const auto peakOf = [&](int pages) {
+        std::vector<test::Page> all;
+        for (int page = 0; page < pages; ++page) {
+            std::string content;
+            for (int i = 0; i < 100; ++i)
+                content += std::to_string((page * 7 + i * 3) % 190) + " " + std::to_string(i * 2) + " 5 5 re f ";
+            all.push_back({"/MediaBox[0 0 200 200]", content});
+        }
+        const std::string name = std::to_string(pages);
+        folder_.put(name + ".pdf", test::pdf(all));
+        const auto ended = zel(folder_, {"render", name + ".pdf", "-o", name + "/", "--format", "jpeg"});
+        EXPECT_EQ(ended.status, 0) << ended.err;
+        EXPECT_EQ(static_cast<int>(std::distance(std::filesystem::directory_iterator(folder_ / name), {})), pages);
+        return ended.peak;
+    };
+    const long few = peakOf(10), many = peakOf(300);
+    RecordProperty("KiB of 10 pages", std::to_string(few));
+    RecordProperty("KiB of 300 pages", std::to_string(many));
+#if !defined(ZEL_SANITIZED) // sanitizers keep what was freed
+    constexpr long page = 400 * 400 * 4 / 1024;
+    EXPECT_LT(many - few, 10 * page);
+#endif
+}
+
 TEST_F(Render, RefusesWhatCannotBe)
 {
     const struct {

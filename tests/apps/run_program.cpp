@@ -1,8 +1,10 @@
 #include "apps/run_program.h"
 
+#include <algorithm>
 #include <csignal>
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 namespace zel::testing {
@@ -59,18 +61,24 @@ Running::~Running()
     waitpid(process_, nullptr, 0);
 }
 
+bool Running::collect(int options)
+{
+    rusage used{};
+    ended_ = ended_ || wait4(process_, &raw_, options, &used) == process_;
+    peak_ = std::max(peak_, used.ru_maxrss);
+    return ended_;
+}
+
 bool Running::hasEnded()
 {
-    ended_ = ended_ || waitpid(process_, &raw_, WNOHANG) == process_;
-    return ended_;
+    return collect(WNOHANG);
 }
 
 Ended Running::wait()
 {
-    if (!ended_)
-        ended_ = waitpid(process_, &raw_, 0) == process_;
+    collect(0);
     const int status = WIFSIGNALED(raw_) ? -WTERMSIG(raw_) : WEXITSTATUS(raw_);
-    return {status, files_.text("out"), files_.text("err")};
+    return {status, files_.text("out"), files_.text("err"), peak_};
 }
 
 Ended zel(const TemporaryFolder& folder, const Command& command)

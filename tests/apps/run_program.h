@@ -8,6 +8,7 @@ namespace zel::testing {
 struct Ended {
     int status = 0; ///< exit status; minus the signal where one ended it
     std::string out, err;
+    long peak = 0; ///< KiB resident at most, of the program or of the largest that it ran
 };
 
 struct Command {
@@ -31,9 +32,12 @@ public:
     Ended wait();
 
 private:
+    bool collect(int options);
+
     TemporaryFolder files_; ///< what it reads and writes
     pid_t process_ = -1;
     int raw_ = 0;
+    long peak_ = 0;
     bool ended_ = false;
 };
 

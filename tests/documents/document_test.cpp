@@ -10,9 +10,15 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstring>
+#include <functional>
 #include <limits>
+#include <random>
+#include <sstream>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace zel {
@@ -141,22 +147,230 @@ TEST(Document, BearsAProgramThatMisbehaves)
     documents::useProgram({});
 }
 
-TEST(Document, RendersAheadWhatIsAskedForNext)
+/// Replies from somebody else than a program of ours, over the same kind of socket.
+class Stranger {
+public:
+    Stranger()
+    {
+        std::array<int, 2> ends = {-1, -1};
+        EXPECT_EQ(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), 0);
+        far_ = ends[1];
+        helper = documents::Helper::over(ends[0]);
+    }
+    ~Stranger() { leave(); }
+    Stranger(const Stranger&) = delete;
+    Stranger& operator=(const Stranger&) = delete;
+    void say(std::span<const std::uint8_t> message) const
+    {
+        ::send(far_, message.data(), message.size(), MSG_NOSIGNAL);
+    }
+    void leave()
+    {
+        if (far_ >= 0)
+            ::close(far_);
+        far_ = -1;
+    }
+    documents::Helper::Wait wait(const Request& request, Reply& reply) const
+    {
+        return helper->answer(request, Deadline(std::chrono::milliseconds(100)), reply);
+    }
+    std::unique_ptr<documents::Helper> helper;
+
+private:
+    int far_ = -1;
+};
+
+TEST(Helper, BelievesNobody)
 {
-    if (!installedProgram("zel-documents"))
-        GTEST_SKIP() << "zel-documents was not built";
-    const std::string text =
-        test::pdf({{"/MediaBox[0 0 8 8]", "1 0 0 rg 0 0 8 8 re f"}, {"/MediaBox[0 0 8 8]", "0 1 0 rg 0 0 8 8 re f"}});
-    const Ref<Document> document = Document::open(ByteSource::of(test::bytesOf(text)), Document::Kind::pdf);
+    using Wait = documents::Helper::Wait;
+    Request request;
+    request.width = 300;
+    request.height = 200;
+    Reply good, reply;
+    good.width = 300;
+    good.height = 200;
+    {
+        const Stranger stranger;
+        ASSERT_TRUE(stranger.helper);
+        EXPECT_TRUE(stranger.helper->rows().empty());
+        ASSERT_TRUE(stranger.helper->ask(request));
+        stranger.say(messageOf(good));
+        EXPECT_EQ(stranger.wait(request, reply), Wait::answered);
+        EXPECT_GE(stranger.helper->rows().size(), 300U * 200U * 4U);
+        EXPECT_EQ(stranger.helper->rows().back(), 0) << "there without anybody writing";
+        EXPECT_EQ(stranger.wait(request, reply), Wait::tooLong) << "silence";
+    }
+    {
+        const Stranger stranger;
+        stranger.say(messageOf(good).first(7));
+        EXPECT_EQ(stranger.wait(request, reply), Wait::gone);
+        std::vector<std::uint8_t> flood(5000, 1);
+        stranger.say(flood);
+        EXPECT_EQ(stranger.wait(request, reply), Wait::gone);
+    }
+    Stranger stranger;
+    stranger.leave();
+    EXPECT_FALSE(stranger.helper->ask(request));
+    EXPECT_EQ(stranger.wait(request, reply), Wait::gone);
+}
+
+/// The processes that this one has started and that run.
+std::vector<pid_t> ownProcesses()
+{
+    std::vector<pid_t> found;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        std::ifstream file(entry.path() / "stat");
+        std::string text;
+        std::getline(file, text);
+        const std::size_t name = text.rfind(')');
+        if (name == std::string::npos)
+            continue;
+        std::istringstream rest(text.substr(name + 1));
+        char state = 0;
+        pid_t parent = 0;
+        rest >> state >> parent;
+        if (parent == ::getpid() && state != 'Z')
+            found.push_back(std::stoi(text));
+    }
+    return found;
+}
+
+class RenderedDocument : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!installedProgram("zel-documents"))
+            GTEST_SKIP() << "zel-documents was not built";
+        ZelFailure::clear();
+    }
+    static Ref<Document> open(const std::string& text)
+    {
+        return Document::open(ByteSource::of(test::bytesOf(text)), Document::Kind::pdf);
+    }
+};
+
+constexpr test::Rgba red{255, 0, 0, 255}, green{0, 255, 0, 255};
+
+std::string colouredPages(int count)
+{
+    std::vector<test::Page> pages;
+    for (int i = 0; i < count; ++i)
+        pages.push_back({"/MediaBox[0 0 8 8]", i % 2 == 0 ? "1 0 0 rg 0 0 8 8 re f" : "0 1 0 rg 0 0 8 8 re f"});
+    return test::pdf(pages);
+}
+
+TEST_F(RenderedDocument, BeginsAheadWhatIsAskedForNext)
+{
+    const Ref<Document> document = open(colouredPages(6));
     ASSERT_TRUE(document) << ZelFailure::last().message;
-    EXPECT_EQ(document->pageCount(), 2);
+    EXPECT_EQ(document->pageCount(), 6);
     document->renderAhead(1, 8, 8);
-    EXPECT_EQ(test::pixelAt(*document->render(1, 8, 8), 3, 3), (test::Rgba{0, 255, 0, 255}));
+    EXPECT_EQ(test::pixelAt(*document->render(1, 8, 8), 3, 3), green);
     document->renderAhead(1, 8, 8); // and then something else
     EXPECT_EQ(document->pageSize(0), (CGSize{8, 8}));
-    EXPECT_EQ(test::pixelAt(*document->render(0, 16, 4), 15, 3), (test::Rgba{255, 0, 0, 255}));
-    EXPECT_EQ(document->render(2, 8, 8), nullptr);
+    EXPECT_EQ(test::pixelAt(*document->render(0, 16, 4), 15, 3), red);
+    EXPECT_EQ(test::pixelAt(*document->render(1, 8, 8), 3, 3), green);
+    EXPECT_EQ(document->render(6, 8, 8), nullptr);
     EXPECT_EQ(document->pageSize(-1), std::nullopt);
+    // In whatever order they are begun, sized and taken: each is itself.
+    std::mt19937 random(7);
+    for (int turn = 0; turn < 60; ++turn) {
+        const int page = static_cast<int>(random() % 6), side = 1 + static_cast<int>(random() % 9);
+        const auto paper = random() % 2 == 0 ? std::nullopt : std::optional(Document::Paper{0, 0, 255});
+        switch (random() % 4) {
+        case 0:
+            EXPECT_EQ(document->pageSize(page), (CGSize{8, 8}));
+            break;
+        case 1:
+            document->renderAhead(page, side, side, paper);
+            break;
+        default:
+            const auto image = document->render(page, side, side, paper);
+            ASSERT_TRUE(image) << ZelFailure::last().message;
+            ASSERT_EQ(image->width(), side);
+            EXPECT_EQ(test::pixelAt(*image, side / 2, side / 2), page % 2 == 0 ? red : green) << turn;
+        }
+    }
+    EXPECT_LE(ownProcesses().size(), 2U);
+}
+
+TEST_F(RenderedDocument, ServesSeveralThreads)
+{
+    const Ref<Document> document = open(colouredPages(4));
+    ASSERT_TRUE(document);
+    std::vector<std::jthread> threads;
+    for (int first = 0; first < 4; ++first)
+        threads.emplace_back([&, first] {
+            for (int turn = 0; turn < 12; ++turn) {
+                const int page = (first + turn) % 4;
+                document->renderAhead((page + 1) % 4, 5, 5);
+                const auto image = document->render(page, 5, 5);
+                EXPECT_TRUE(image && test::pixelAt(*image, 2, 2) == (page % 2 == 0 ? red : green)) << page;
+                if (turn == 6)
+                    document->rest();
+            }
+        });
+}
+
+TEST_F(RenderedDocument, LiesOnPaper)
+{
+    // The lower half covered by half red.
+    const Ref<Document> document = open(
+        test::pdf({{"/MediaBox[0 0 8 8]/Resources<</ExtGState<</G<</ca 0.5>>>>>>", "/G gs 1 0 0 rg 0 0 8 4 re f"}}));
+    ASSERT_TRUE(document);
+    const auto bare = document->render(0, 8, 8), laid = document->render(0, 8, 8, Document::Paper{0, 0, 255});
+    ASSERT_TRUE(bare && laid);
+    const auto near = [](const test::Rgba& found, const test::Rgba& expected) {
+        for (std::size_t i = 0; i < 4; ++i)
+            if (std::abs(found[i] - expected[i]) > 3)
+                return false;
+        return true;
+    };
+    EXPECT_EQ(test::pixelAt(*bare, 4, 1), (test::Rgba{0, 0, 0, 0}));
+    EXPECT_EQ(test::pixelAt(*laid, 4, 1), (test::Rgba{0, 0, 255, 255}));
+    EXPECT_TRUE(near(test::pixelAt(*bare, 4, 6), {128, 0, 0, 128})) << "premultiplied";
+    EXPECT_TRUE(near(test::pixelAt(*laid, 4, 6), {128, 0, 127, 255}));
+}
+
+TEST_F(RenderedDocument, OutlivesItsProcesses)
+{
+    const Ref<Document> document = open(colouredPages(2));
+    ASSERT_TRUE(document);
+    const auto before = ownProcesses();
+    ASSERT_EQ(before.size(), 1U);
+    ::kill(before[0], SIGKILL);
+    while (!ownProcesses().empty()) {}
+    const auto rendered = document->render(0, 8, 8);
+    ASSERT_TRUE(rendered) << ZelFailure::last().message;
+    EXPECT_EQ(test::pixelAt(*rendered, 3, 3), red);
+    EXPECT_EQ(ownProcesses().size(), 1U) << "the ended one is gone";
+}
+
+TEST_F(RenderedDocument, GivesUpThePageThatTakesTooLong)
+{
+    ZelLimits brief;
+    brief.decodeTime = std::chrono::milliseconds(800);
+    const ZelLimits::Scope scope(brief);
+    const Ref<Document> document = open(test::pdfWithEndlessPage());
+    ASSERT_TRUE(document) << ZelFailure::last().message;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(document->render(1, 20, 10), nullptr);
+    EXPECT_EQ(ZelFailure::last().code, ZelFailureCode::limit);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_TRUE(document->render(2, 30, 10)) << "the others are there";
+    // One that comes again and again is given up with the document.
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(document->render(1, 20, 10), nullptr);
+    EXPECT_EQ(document->render(1, 20, 10), nullptr);
+    EXPECT_EQ(ZelFailure::last().code, ZelFailureCode::unreadable);
+}
+
+TEST_F(RenderedDocument, SaysThatItIsLocked)
+{
+    EXPECT_EQ(open(test::lockedPdf()), nullptr);
+    EXPECT_EQ(ZelFailure::last().code, ZelFailureCode::unsupported);
+    EXPECT_NE(ZelFailure::last().message.find("password"), std::string::npos);
+    EXPECT_TRUE(ownProcesses().empty());
 }
 
 } // namespace

@@ -138,6 +138,19 @@ TEST_F(Documents, PagesThatDoNotRenderAreSkipped)
     EXPECT_EQ(pdfDocumentToZelImages({three, 0})->size(), 0U);
 }
 
+TEST_F(Documents, APageWithoutEndIsSkipped)
+{
+    ZelLimits brief;
+    brief.decodeTime = std::chrono::milliseconds(800);
+    const ZelLimits::Scope scope(brief);
+    const URL three = file("three.pdf", test::pdfWithEndlessPage());
+    const auto list = pdfDocumentToZelImages({three, 72});
+    ASSERT_TRUE(list) << ZelFailure::last().message;
+    ASSERT_EQ(list->size(), 2U);
+    EXPECT_EQ((*list)[0]->size, (CGSize{10, 10}));
+    EXPECT_EQ((*list)[1]->size, (CGSize{30, 10}));
+}
+
 TEST_F(Documents, WhatGivesNothingSaysWhy)
 {
     const std::string good = pdf({{"/MediaBox[0 0 100 50]", halves}});
@@ -155,6 +168,7 @@ TEST_F(Documents, WhatGivesNothingSaysWhy)
     EXPECT_EQ(one(URL::file(folder_ + std::string("/missing.pdf")), 0, 72), ZelFailureCode::notFound);
     EXPECT_EQ(one(file("picture.pdf", svg("width='4' height='4'")), 0, 72), ZelFailureCode::notAnImage);
     EXPECT_EQ(one(file("head.pdf", "%PDF-1.7\ngarbage"), 0, 72), ZelFailureCode::notAnImage);
+    EXPECT_EQ(one(file("locked.pdf", test::lockedPdf()), 0, 72), ZelFailureCode::unsupported);
     {
         ZelLimits few;
         few.pixels = 4999;
@@ -182,6 +196,11 @@ TEST_F(Documents, DrawingsAreRenderedAtTheScale)
         {"a page below a pixel", pdf({{"/MediaBox[0 0 0.3 0.3]"}}), 1, 1, 1},
         {"a drawing", svg("width='100' height='50'"), 2, 200, 100},
         {"a drawing measured by its view box", svg("viewBox='0 0 30 20'"), 1.5, 45, 30},
+        {"one whose height follows from the box", svg("width='60' viewBox='0 0 30 20'"), 1, 60, 40},
+        {"one whose width follows from the box", svg("height='1in' viewBox='0 0 30 20'"), 1, 144, 96},
+        {"one in hundredths", svg("width='100%' height='100%' viewBox='0 0 30 20'"), 1, 30, 20},
+        {"one in inches: 96 units each", svg("width='2in' height='25.4mm'"), 0.5, 96, 48},
+        {"one with a fraction of a unit", svg("width='10.6' height='5.4'"), 2, 21, 10},
         {"scale 0", svg("width='100' height='50'"), 0, 0, 0},
         {"scale below 0", pdf({{"/MediaBox[0 0 100 50]"}}), -1, 0, 0},
         {"no drawing", "<html>", 1, 0, 0},

@@ -35,14 +35,14 @@ Sides atLeastOne(Sides sides)
     return {std::max(sides.width, 1), std::max(sides.height, 1)};
 }
 
-Ref<Document> openPdf(const URL& file)
+Ref<Document> openPdf(const URL& file, Document::Expecting expecting)
 {
     const Ref<const ByteSource> source = ByteSource::openWhole(file);
     if (!source)
         return nullptr;
     if (Document::kindOf(*source) != Document::Kind::pdf)
         return fail(ZelFailureCode::notAnImage, operation, "this is no PDF document", source->subject());
-    return Document::open(source, Document::Kind::pdf);
+    return Document::open(source, Document::Kind::pdf, expecting);
 }
 
 /// Pixels a point; 0 where no page is to be rendered (noted).
@@ -63,24 +63,29 @@ std::optional<Sides> sidesOf(Document& document, int page, double factor)
     return points ? std::optional(sidesAt(*points, factor)) : std::nullopt;
 }
 
-/// Renders all pages in order, each beside what the sink does with the one before. The sink says whether to go on.
+/// Renders all pages in order, those that come next beside what the sink does with one. The sink says whether to go on.
 /// False where the work was stopped.
 bool renderPages(Document& document, double factor, const std::function<bool(int, const Ref<ZelImage>&)>& sink)
 {
-    const int pages = document.pageCount();
-    if (factor <= 0 || pages == 0)
-        return true;
-    std::optional<Sides> sides = sidesOf(document, 0, factor);
+    const int pages = factor > 0 ? document.pageCount() : 0;
+    std::vector<std::optional<Sides>> sides; // of the pages up to the last one that was begun
+    const auto begin = [&](int page) {
+        if (page >= pages)
+            return;
+        while (sides.size() <= static_cast<std::size_t>(page))
+            sides.push_back(sidesOf(document, static_cast<int>(sides.size()), factor));
+        if (const auto& known = sides[static_cast<std::size_t>(page)])
+            document.renderAhead(page, known->width, known->height);
+    };
     for (int page = 0; page < pages; ++page) {
         if (!keepGoing(static_cast<double>(page) / pages, operation))
             return false;
+        for (int next = page; next < page + Document::pagesAhead; ++next)
+            begin(next);
+        const std::optional<Sides> known = sides[static_cast<std::size_t>(page)];
         const Ref<const CGImage> rendered =
-            sides ? document.render(page, sides->width, sides->height) : Ref<const CGImage>();
-        if (page + 1 < pages) {
-            sides = sidesOf(document, page + 1, factor);
-            if (sides)
-                document.renderAhead(page + 1, sides->width, sides->height);
-        }
+            known ? document.render(page, known->width, known->height) : Ref<const CGImage>();
+        begin(page + Document::pagesAhead);
         if (rendered && !sink(page, makeZelImage(rendered)))
             break;
     }
@@ -121,29 +126,6 @@ Ref<CGContext> contextOf(Sides sides)
     return CGContext::make(layout); // draws with high interpolation from the start
 }
 
-/// The file's picture as a person sees it at one pixel a point, and its size in points.
-struct Pictured {
-    CGSize points;
-    std::function<Ref<const CGImage>()> bitmap;
-};
-
-std::optional<Pictured> picture(const URL& file)
-{
-    const Drawing drawing = openDrawing(file);
-    if (drawing.document)
-        return Pictured{
-            drawing.points, [drawing] {
-                // A side that is not whole still shows all of the drawing.
-                const CGSize up{std::ceil(drawing.points.width - 1e-6), std::ceil(drawing.points.height - 1e-6)};
-                const Sides sides = atLeastOne(sidesAt(up, 1));
-                return drawing.document->render(0, sides.width, sides.height);
-            }};
-    const Ref<NSImage> image = drawing.isDrawing ? nullptr : NSImage::make(file);
-    if (!image)
-        return std::nullopt;
-    return Pictured{image->size(), [image] { return image->cgImage(); }};
-}
-
 Ref<const CIImage> saidFailed(std::string_view line)
 {
     Console::print(line);
@@ -154,7 +136,7 @@ Ref<const CIImage> saidFailed(std::string_view line)
 
 std::optional<std::vector<Ref<ZelImage>>> pdfDocumentToZelImages(PdfDocument document)
 {
-    const Ref<Document> opened = openPdf(document.pdfDocumentUrl);
+    const Ref<Document> opened = openPdf(document.pdfDocumentUrl, Document::Expecting::severalPages);
     if (!opened)
         return std::nullopt;
     const SubjectScope subject(document.pdfDocumentUrl.filePath().string());
@@ -174,7 +156,7 @@ std::optional<std::vector<Ref<ZelImage>>> pdfDocumentToZelImages(PdfDocument doc
 
 void pdfDocumentToZelImagesAsync(PdfDocumentAsync document)
 {
-    const Ref<Document> opened = openPdf(document.pdfDocumentUrl);
+    const Ref<Document> opened = openPdf(document.pdfDocumentUrl, Document::Expecting::severalPages);
     bool success = false;
     if (opened) {
         const SubjectScope subject(document.pdfDocumentUrl.filePath().string());
@@ -190,7 +172,7 @@ void pdfDocumentToZelImagesAsync(PdfDocumentAsync document)
 
 Ref<ZelImage> pdfDocumentToZelImage(PdfDocumentPage page)
 {
-    const Ref<Document> opened = openPdf(page.pdfDocumentUrl);
+    const Ref<Document> opened = openPdf(page.pdfDocumentUrl, Document::Expecting::onePage);
     if (!opened)
         return nullptr;
     const SubjectScope subject(page.pdfDocumentUrl.filePath().string());
@@ -207,23 +189,24 @@ Ref<ZelImage> pdfDocumentToZelImage(PdfDocumentPage page)
 
 Ref<const CIImage> loadCIImage(AiUrl drawing)
 {
-    const std::optional<Pictured> found = picture(drawing.aiUrl);
-    const Ref<const CGImage> bitmap = found ? found->bitmap() : Ref<const CGImage>();
+    const Ref<NSImage> image = NSImage::make(drawing.aiUrl);
+    const Ref<const CGImage> bitmap = image ? image->cgImage() : nullptr;
     return bitmap ? CIImage::make(bitmap) : nullptr;
 }
 
 Ref<const CIImage> loadCIImage(AiUrl drawing, CGFloat scaleFactor)
 {
-    const std::optional<Pictured> found = picture(drawing.aiUrl);
+    const Ref<NSImage> found = NSImage::make(drawing.aiUrl);
     if (!found)
         return saidFailed("Failed to load AI file as NSImage.");
-    const Ref<const CGImage> bitmap = found->bitmap();
+    const CGSize points = found->size();
+    const Ref<const CGImage> bitmap = found->cgImage(CGRect{{0, 0}, points});
     if (!bitmap)
         return saidFailed("Failed to create CGImage from original NSImage.");
-    const Ref<CGContext> context = contextOf(sidesAt(found->points, scaleFactor));
+    const Ref<CGContext> context = contextOf(sidesAt(points, scaleFactor));
     if (!context)
         return saidFailed("Failed to create CGContext.");
-    context->draw(bitmap, {{0, 0}, {found->points.width * scaleFactor, found->points.height * scaleFactor}});
+    context->draw(bitmap, {{0, 0}, {points.width * scaleFactor, points.height * scaleFactor}});
     const Ref<const CGImage> image = context->makeImage();
     return image ? CIImage::make(image) : saidFailed("Failed to create upscaled CGImage from context.");
 }

@@ -10,27 +10,35 @@
 
 namespace zel {
 
-/// PDF pages or a vector drawing (one page), rendered by a process of its own that is started on opening and again, a
-/// few times, after a page was its end. May be used from any number of threads; pages render one at a time.
+/// PDF pages or a vector drawing (one page), rendered by processes of their own: one that is started on opening, a
+/// second one beside it where pages are begun ahead and there is a second core. They are started again, a few times,
+/// after a page was their end. May be used from any number of threads.
 class ZEL_API Document {
 public:
     using Kind = documents::Kind;
 
     /// What the first bytes say; absent for anything else.
     static std::optional<Kind> kindOf(std::span<const std::uint8_t> head);
+    /// Absent for encoded pictures too, whatever they hold besides.
     static std::optional<Kind> kindOf(const ByteSource& source);
     static constexpr std::size_t headBytes = 1024;
 
+    /// Whether such documents can be opened here; `missingPart` is noted where they cannot.
+    static bool isInstalled(Kind kind);
+
+    /// How many pages the caller expects to want: several have the second process started beside the first.
+    enum class Expecting { onePage, severalPages };
     /// Null, with the reason noted: no such document, locked by a password, too large, the program missing, or slower
     /// than `ZelLimits::decodeTime` allows.
-    static Ref<Document> open(const Ref<const ByteSource>& source, Kind kind);
+    static Ref<Document> open(const Ref<const ByteSource>& source, Kind kind, Expecting expecting = Expecting::onePage);
     ~Document();
     Document(const Document&) = delete;
     Document& operator=(const Document&) = delete;
 
     /// At most `ZelLimits::pages`.
     [[nodiscard]] int pageCount() const;
-    /// In points, as displayed: crop box, turn. Absent, noted, where the page is not there or the process fails.
+    /// In points, as displayed: crop box, turn. Absent, noted, where the page is not there or the process fails. Where
+    /// every process is at work on a page it waits for one; that page is not lost.
     std::optional<CGSize> pageSize(int page);
 
     using Paper = std::array<std::uint8_t, 3>; ///< red, green, blue
@@ -38,9 +46,14 @@ public:
     /// The whole page, filling exactly `width` × `height` pixels: premultiplied on transparent paper, opaque on paper
     /// of a colour. Null, noted, where that cannot be had.
     Ref<const CGImage> render(int page, int width, int height, std::optional<Paper> paper = {});
-    /// Begins to render a page beside whatever the caller does next; a `render` of the same page and size takes it
-    /// over, anything else drops it. Costs shared memory for one page.
-    void renderAhead(int page, int width, int height);
+    /// Begins to render a page beside whatever the caller does next, where a process is idle; a `render` of the same
+    /// takes it over. Costs shared memory for a page.
+    void renderAhead(int page, int width, int height, std::optional<Paper> paper = {});
+    /// Has the processes end, without waiting for that, where no more pages are expected soon: they take memory. What
+    /// was begun ahead is lost; what is asked later starts them again.
+    void rest();
+    /// How many pages are worth beginning ahead of the one that is taken.
+    static constexpr int pagesAhead = 2;
 
 private:
     Document();

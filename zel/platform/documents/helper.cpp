@@ -27,7 +27,11 @@
 namespace zel::documents {
 namespace {
 
-constexpr std::string_view programName = "zel-documents";
+constexpr std::string_view programOf(Kind kind)
+{
+    return kind == Kind::pdf ? "zel-documents" : "zel-drawings";
+}
+
 constexpr std::string_view package = "zelimaging-documents";
 
 struct ChosenProgram {
@@ -41,10 +45,22 @@ ChosenProgram& chosen()
     return program;
 }
 
-std::optional<std::string> programPath()
+/// Absent, noted, where there is none.
+std::optional<std::string> programPath(Kind kind, std::string_view operation)
 {
     const std::scoped_lock lock(chosen().mutex);
-    return chosen().path.empty() ? installedProgram(programName) : chosen().path;
+    if (!chosen().path.empty())
+        return chosen().path;
+    if (auto installed = installedProgram(programOf(kind)))
+        return installed;
+    return fail(ZelFailureCode::missingPart, operation,
+                fmt::format("{} is not installed: install the package {}", programOf(kind), package));
+}
+
+std::nullptr_t broken(std::string_view operation, std::string_view what)
+{
+    fail(ZelFailureCode::unreadable, operation, fmt::format("{}: {}", what, std::strerror(errno)));
+    return nullptr;
 }
 
 void closeDescriptor(int& descriptor)
@@ -150,6 +166,11 @@ void useProgram(const std::string& path)
     chosen().path = path;
 }
 
+bool isInstalled(Kind kind, std::string_view operation)
+{
+    return programPath(kind, operation).has_value();
+}
+
 std::optional<Reply> checkedReply(std::span<const std::uint8_t> message, const Request& request)
 {
     Reply reply;
@@ -170,38 +191,54 @@ std::optional<Reply> checkedReply(std::span<const std::uint8_t> message, const R
     return reply;
 }
 
-std::unique_ptr<Helper> Helper::start(Kind kind, std::span<const std::uint8_t> bytes, std::string_view operation)
+std::unique_ptr<SharedBytes> SharedBytes::of(std::span<const std::uint8_t> bytes, std::string_view operation)
 {
-    const auto broken = [&](std::string_view what) {
-        fail(ZelFailureCode::unreadable, operation, fmt::format("{}: {}", what, std::strerror(errno)));
-        return std::unique_ptr<Helper>();
-    };
-    const std::optional<std::string> program = programPath();
-    if (!program) {
-        fail(ZelFailureCode::missingPart, operation,
-             fmt::format("{} is not installed: install the package {}", programName, package));
-        return nullptr;
-    }
+    std::unique_ptr<SharedBytes> shared(new SharedBytes);
+    shared->descriptor_ = ::memfd_create("document", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    shared->size_ = bytes.size();
+    if (shared->descriptor_ < 0 || !writeAll(shared->descriptor_, bytes) ||
+        ::fcntl(shared->descriptor_, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL) != 0)
+        return broken(operation, "no memory to hand the document on");
+    return shared;
+}
+
+SharedBytes::~SharedBytes()
+{
+    closeDescriptor(descriptor_);
+}
+
+bool Helper::makeMemory()
+{
+    memory_ = ::memfd_create("page", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    return memory_ >= 0 && ::fcntl(memory_, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_SEAL) == 0;
+}
+
+std::unique_ptr<Helper> Helper::over(int socket)
+{
     std::unique_ptr<Helper> helper(new Helper);
-    Descriptor input;
-    input.number = ::memfd_create("document", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-    if (input.number < 0 || !writeAll(input.number, bytes) ||
-        ::fcntl(input.number, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL) != 0)
-        return broken("no memory to hand the document on");
-    helper->memory_ = ::memfd_create("page", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-    if (helper->memory_ < 0 || ::fcntl(helper->memory_, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_SEAL) != 0)
-        return broken("no memory for pages");
+    helper->socket_ = socket;
+    return helper->makeMemory() ? std::move(helper) : nullptr;
+}
+
+std::unique_ptr<Helper> Helper::start(Kind kind, const SharedBytes& bytes, std::string_view operation)
+{
+    const std::optional<std::string> program = programPath(kind, operation);
+    if (!program)
+        return nullptr;
+    std::unique_ptr<Helper> helper(new Helper);
+    if (!helper->makeMemory())
+        return broken(operation, "no memory for pages");
     std::array<int, 2> ends = {-1, -1};
     if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
-        return broken("no socket");
+        return broken(operation, "no socket");
     helper->socket_ = ends[0];
     Descriptor far, given[3];
     far.number = ends[1];
-    given[0].number = moved(input.number);
+    given[0].number = moved(bytes.descriptor());
     given[1].number = moved(far.number);
     given[2].number = moved(helper->memory_);
     if (std::any_of(std::begin(given), std::end(given), [](const Descriptor& one) { return one.number < 0; }))
-        return broken("no descriptor");
+        return broken(operation, "no descriptor");
 
     const ZelLimits limits = ZelLimits::current();
     // The document, a page in the renderer and the same in shared memory, and what is decoded on the way.
@@ -209,9 +246,8 @@ std::unique_ptr<Helper> Helper::start(Kind kind, std::span<const std::uint8_t> b
     const std::uint64_t space = std::min(bytes.size() + 2 * std::min(limits.decodeBytes, most), most);
     const auto seconds = std::max<std::int64_t>(0, (limits.decodeTime.count() + 999) / 1000);
     pid_t process = -1;
-    const int error = spawn(
-        *program, {std::to_string(static_cast<std::uint32_t>(kind)), std::to_string(space), std::to_string(seconds)},
-        given[0].number, given[1].number, given[2].number, process);
+    const int error = spawn(*program, {std::to_string(space), std::to_string(seconds)}, given[0].number,
+                            given[1].number, given[2].number, process);
     if (error != 0) {
         fail(ZelFailureCode::missingPart, operation,
              fmt::format("cannot run {}: {}; it belongs to the package {}", *program, std::strerror(error), package));
@@ -222,13 +258,20 @@ std::unique_ptr<Helper> Helper::start(Kind kind, std::span<const std::uint8_t> b
     return helper;
 }
 
+void Helper::end()
+{
+    if (process_ <= 0)
+        return;
+    if (processDescriptor_ >= 0)
+        ::syscall(SYS_pidfd_send_signal, processDescriptor_, SIGKILL, nullptr, 0U);
+    else
+        ::kill(process_, SIGKILL);
+}
+
 Helper::~Helper()
 {
+    end();
     if (process_ > 0) {
-        if (processDescriptor_ >= 0)
-            ::syscall(SYS_pidfd_send_signal, processDescriptor_, SIGKILL, nullptr, 0U);
-        else
-            ::kill(process_, SIGKILL);
         int status = 0;
         while (::waitpid(process_, &status, 0) < 0 && errno == EINTR) {}
     }
@@ -239,13 +282,12 @@ Helper::~Helper()
     closeDescriptor(memory_);
 }
 
-bool Helper::makeRoom(std::uint64_t bytes)
+bool Helper::mapRows(std::uint64_t bytes)
 {
     if (bytes <= rows_.size())
         return true;
-    if (::ftruncate(memory_, static_cast<off_t>(bytes)) != 0)
-        return false;
-    void* memory = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, memory_, 0);
+    // The pages of memory are made here and now, while the process renders, and not when it writes its rows.
+    void* memory = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_POPULATE, memory_, 0);
     if (memory == MAP_FAILED)
         return false;
     if (!rows_.empty())
@@ -256,17 +298,16 @@ bool Helper::makeRoom(std::uint64_t bytes)
 
 bool Helper::ask(const Request& request)
 {
-    if (request.width > 0) {
-        const auto bytes = checkedBytes(request.width, request.height, 4, 1);
-        if (!bytes || !makeRoom(*bytes))
-            return false;
-    }
-    return ::send(socket_, &request, sizeof request, MSG_NOSIGNAL) == static_cast<ssize_t>(sizeof request);
+    const auto bytes = request.width > 0 ? checkedBytes(request.width, request.height, 4, 1) : std::uint64_t{0};
+    if (!bytes || (*bytes > rows_.size() && ::ftruncate(memory_, static_cast<off_t>(*bytes)) != 0))
+        return false;
+    return ::send(socket_, &request, sizeof request, MSG_NOSIGNAL) == static_cast<ssize_t>(sizeof request) &&
+           mapRows(*bytes);
 }
 
 Helper::Wait Helper::answer(const Request& request, const Deadline& deadline, Reply& reply)
 {
-    constexpr int slice = 50; // milliseconds between looks at the clock and at whether to stop
+    constexpr int slice = 50; // milliseconds between looks at the clock
     pollfd end{socket_, POLLIN, 0};
     for (;;) {
         const int ready = ::poll(&end, 1, slice);

@@ -1,11 +1,12 @@
 #pragma once
 #include <cstdint>
 
-// What the library and the program zel-documents say to each other: whole messages of these shapes over a socket that
-// keeps them apart. Both are built together, so the shapes are those of the compiler; `version` tells builds apart.
+// What the library and the programs zel-documents (PDF) and zel-drawings (SVG) say to each other: whole messages of
+// these shapes over a socket that keeps them apart. All are built together, so the shapes are those of the compiler;
+// `version` tells builds apart.
 namespace zel::documents {
 
-inline constexpr std::uint32_t version = 1;
+inline constexpr std::uint32_t version = 2;
 
 /// The descriptors that the program is started with.
 inline constexpr int bytesDescriptor = 3;  ///< the document, sealed
@@ -14,16 +15,23 @@ inline constexpr int rowsDescriptor = 5;   ///< shared memory for a page; grown 
 
 enum class Kind : std::uint32_t { pdf, svg };
 
-/// Its arguments, in this order: the kind of document as a number, the bytes of address space beyond what a program
-/// takes anyway, and the seconds of processor time a request may take (0 = no end).
-inline constexpr int argumentCount = 3;
+/// Their arguments, in this order: the bytes of address space beyond what a program takes anyway, and the seconds of
+/// processor time a request may take (0 = no end).
+inline constexpr int argumentCount = 2;
 
-/// RGBA, 8 bits, premultiplied, sRGB, rows without gaps, written to the shared memory. With no sides the page's size
-/// alone is asked for.
+/// What lies behind a page: 0xFFRRGGBB, or `noPaper`.
+using Paper = std::uint32_t;
+inline constexpr Paper noPaper = 0;
+
+/// RGBA, 8 bits, premultiplied (opaque on paper), sRGB, rows without gaps, written to the shared memory. With no sides
+/// the page's size alone is asked for. Requests may be sent before the first reply; they are answered in order.
 struct Request {
     std::uint32_t version = documents::version;
     std::int32_t page = 0;
     std::int32_t width = 0, height = 0; ///< pixels
+    Paper paper = noPaper;
+
+    friend bool operator==(const Request&, const Request&) = default;
 };
 
 enum class Status : std::uint32_t {

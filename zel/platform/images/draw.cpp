@@ -42,6 +42,33 @@ bool coversAll(const Target& target, const PixelRect& place)
            place.y + place.height >= canvas.height;
 }
 
+/// A page or drawing that would be enlarged is rendered anew for its place, where the limits allow that; `part`
+/// follows.
+Ref<const CGImage> enlarged(const NSImage& image, const Ref<const CGImage>& bitmap, const PixelRect& place,
+                            std::optional<PixelRect>& part)
+{
+    Ref<const DocumentPicture> document;
+    {
+        auto& state = NSImageAccess::state(image);
+        const std::scoped_lock lock(state.filling);
+        document = state.document;
+    }
+    const PixelRect shown = part.value_or(PixelRect{0, 0, double(bitmap->width()), double(bitmap->height())});
+    const double across = place.width / shown.width, down = place.height / shown.height;
+    if (!document || !(across > 1 || down > 1))
+        return bitmap;
+    const NotesOnTrial mayFail;
+    const auto sides = pixelSides({bitmap->width() * across, bitmap->height() * down}, 1);
+    const Ref<const CGImage> rendered = sides ? document->bitmap(sides->first, sides->second) : nullptr;
+    if (!rendered)
+        return bitmap;
+    if (part) {
+        const double x = double(rendered->width()) / bitmap->width(), y = double(rendered->height()) / bitmap->height();
+        part = PixelRect{part->x * x, part->y * y, part->width * x, part->height * y};
+    }
+    return rendered;
+}
+
 Target* current()
 {
     return targets().empty() || targets().back().canvas.empty() ? nullptr : &targets().back();
@@ -93,7 +120,7 @@ void copybits(CopyBits what)
     Target* target = current();
     if (!target)
         return;
-    const Ref<const CGImage> source = what.srcImage ? what.srcImage->cgImage() : nullptr;
+    Ref<const CGImage> source = what.srcImage ? what.srcImage->cgImage() : nullptr;
     if (!source)
         return static_cast<void>(failAbsentInput("draw"));
     CGRect rect{{0, 0},
@@ -106,6 +133,7 @@ void copybits(CopyBits what)
     if (what.srcRect)
         part = PixelRect{what.srcRect->minX(), what.srcRect->minY(), what.srcRect->width(), what.srcRect->height()};
     const PixelRect place = placed(*target, rect);
+    source = enlarged(*what.srcImage, source, place, part);
     const bool drawn = drawImage(*source, part, target->canvas.pixels(), place, kernelOf(what.quality), what.opacity);
     target->opaque =
         target->opaque || (drawn && what.opacity >= 1 && drawsOpaque(*source) && coversAll(*target, place));
@@ -156,6 +184,7 @@ void end()
     auto& state = NSImageAccess::state(*done.image);
     const std::scoped_lock lock(state.filling);
     state.bitmap = makeImage(layout, std::move(done.canvas));
+    state.document = nullptr;
     state.handler = nullptr;
 }
 

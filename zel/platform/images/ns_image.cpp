@@ -33,12 +33,25 @@ Ref<const CGImage> blankBitmap(std::pair<int, int> sides)
     return makeImage(layout, std::move(pixels));
 }
 
+Ref<NSImage> ofDocument(const Ref<const ByteSource>& source, Document::Kind kind)
+{
+    const Ref<const DocumentPicture> document = DocumentPicture::open(source, kind);
+    if (!document)
+        return nullptr;
+    Ref<NSImage> result = NSImage::make(document->natural(), document->points());
+    NSImageAccess::state(*result).document = document;
+    NSImageAccess::state(*result).source = source;
+    return result;
+}
+
 } // namespace
 
 Ref<NSImage> makeEncodedImage(const Ref<const ByteSource>& source)
 {
     if (!source)
         return nullptr;
+    if (const auto kind = Document::kindOf(*source))
+        return ofDocument(source, *kind);
     const SubjectScope subject(source->subject());
     const Ref<const CGImage> image = CGImage::make(openPicture(source));
     if (!image)
@@ -125,9 +138,13 @@ CGFloat NSImage::height() const
     return state_->points.height;
 }
 
-Ref<const CGImage> NSImage::cgImage(std::optional<CGRect>) const
+Ref<const CGImage> NSImage::cgImage(std::optional<CGRect> proposedRect) const
 {
     const std::scoped_lock lock(state_->filling);
+    if (state_->document && proposedRect) {
+        const auto sides = pixelSides(proposedRect->size, 1);
+        return sides ? state_->document->bitmap(sides->first, sides->second) : nullptr;
+    }
     if (state_->bitmap)
         return state_->bitmap;
     const auto sides = state_->pixels ? state_->pixels : pixelSides(state_->points, Screens::displayScale());

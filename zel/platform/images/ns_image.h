@@ -33,7 +33,9 @@ class ZEL_API NSImage {
 public:
     static Ref<NSImage> make(CGSize size);                                  ///< blank
     static Ref<NSImage> make(const Ref<const CGImage>& image, CGSize size); ///< null when `image` is
-    /// One point a pixel, or pixels × 72 ÷ the file's resolution. Null, with the reason noted, when it is no picture.
+    /// One point a pixel, or pixels × 72 ÷ the file's resolution. The first page of a PDF document and an SVG drawing
+    /// are pictures too, on transparent paper, that measure as they are displayed and are rendered at the size at which
+    /// they are needed. Null, with the reason noted, when it is no picture.
     static Ref<NSImage> make(const Data& encoded);
     static Ref<NSImage> make(const URL& file);
     static Ref<NSImage> named(std::string_view name); ///< one of the Resources, or null
@@ -44,7 +46,8 @@ public:
     CGFloat width() const;
     CGFloat height() const;
     /// The pixels it holds, whatever the rectangle; what is blank or drawn gives points × display scale pixels, rounded
-    /// up. Null, with the reason noted, where a side is 0 or too large.
+    /// up; pages and drawings give the rectangle's size in pixels, or without one a pixel a point. Null, with the
+    /// reason noted, where a side is 0 or too large.
     Ref<const CGImage> cgImage(std::optional<CGRect> proposedRect = {}) const;
 
 private:

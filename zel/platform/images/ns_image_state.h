@@ -1,5 +1,6 @@
 #pragma once
 #include <zel/engine/pixel_buffer.h>
+#include <zel/platform/documents/document_picture.h>
 #include <zel/platform/foundation/byte_source.h>
 #include <zel/platform/images/ns_image.h>
 
@@ -10,8 +11,9 @@ namespace zel {
 
 struct NSImage::State {
     CGSize points;
-    Ref<const CGImage> bitmap;    // null: blank, or drawn by the handler
-    Ref<const ByteSource> source; // of an encoded picture, else null
+    Ref<const CGImage> bitmap;           // null: blank, or drawn by the handler
+    Ref<const ByteSource> source;        // of an encoded picture, else null
+    Ref<const DocumentPicture> document; // what `bitmap` shows, where that is a page or a drawing
     std::function<bool(CGRect)> handler;
     std::optional<std::pair<int, int>> pixels; // set where the pixel size does not follow the display scale
     std::mutex filling;

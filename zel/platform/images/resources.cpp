@@ -25,7 +25,8 @@ Store& store()
     return all;
 }
 
-/// The file names to try in a folder: the name as it is, then with each extension that a codec names.
+/// The file names to try in a folder: the name as it is, then with each extension that a codec names, then with those
+/// of documents.
 std::vector<std::string> candidates(std::string_view name)
 {
     std::vector<std::string> names{std::string(name)};
@@ -35,6 +36,8 @@ std::vector<std::string> candidates(std::string_view name)
             names.push_back(fmt::format("{}.{}", name, rest.substr(0, end)));
             rest.remove_prefix(std::min(end + 1, rest.size()));
         }
+    for (const std::string_view extension : {"pdf", "svg"})
+        names.push_back(fmt::format("{}.{}", name, extension));
     return names;
 }
 

@@ -218,7 +218,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     else if (format == 5)
         tryHeif(picture, {.bits = size % 4 == 0 ? 10 : 8}, quality);
     else if (format == 6)
-        tryHeif(picture, {.bits = size % 4 == 0 ? 10 : 8, .coding = heif::Coding::av1}, quality);
+        tryHeif(picture, {.coding = heif::Coding::av1}, quality);
     else
         tryJpeg(picture, quality);
     return 0;

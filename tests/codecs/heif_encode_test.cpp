@@ -50,7 +50,6 @@ TEST(HeifEncode, ComesBackInEverySize)
         {1, 1, CGAlphaInfo::noneSkipLast, 8, Coding::av1},
         {1, 7, CGAlphaInfo::last, 8, Coding::av1},
         {67, 33, CGAlphaInfo::premultipliedLast, 8, Coding::av1},
-        {33, 47, CGAlphaInfo::noneSkipLast, 10, Coding::av1},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.width << " x " << c.height << ", " << c.bits << " bits, "
@@ -161,6 +160,8 @@ TEST(HeifEncode, RefusesWithTheReason)
     EXPECT_EQ(ZelFailure::last().code, ZelFailureCode::invalidArgument);
     EXPECT_FALSE(HeifEncoder::make(test::flat(16'385, 1, {})));
     EXPECT_EQ(ZelFailure::last().code, ZelFailureCode::limit);
+    EXPECT_FALSE(HeifEncoder::make(test::flat(4, 4, {}), {.bits = 10, .coding = Coding::av1}));
+    EXPECT_EQ(ZelFailure::last().code, ZelFailureCode::invalidArgument);
     EXPECT_FALSE(HeifEncoder::make(test::flat(1, 16'385, {}), {.coding = Coding::av1}));
     EXPECT_EQ(ZelFailure::last().message.substr(0, 5), "AVIF:");
 }

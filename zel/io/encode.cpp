@@ -111,7 +111,8 @@ Ref<HeifEncoder> heifEncoderOf(const Ref<ZelImage>& image, bool useAlpha, heif::
     const Ref<const CIImage> filtered = image->ciImage();
     if (!filtered)
         return nullptr;
-    return heifRepresentation(heifDataCIContext(), filtered, useAlpha ? HeifFormat::rgba8 : HeifFormat::rgb10, coding);
+    const bool isDeep = !useAlpha && coding == heif::Coding::hevc;
+    return heifRepresentation(heifDataCIContext(), filtered, isDeep ? HeifFormat::rgb10 : HeifFormat::rgba8, coding);
 }
 
 std::optional<Data> heifData(const Ref<ZelImage>& image, HeifQuality how)

@@ -64,7 +64,7 @@ ZEL_API std::optional<Data> jpegData(const Ref<ZelImage>& image, Quality quality
 /// alpha, or of 10 bits without; else the `cgImage` as it is, with its profile and its alpha. Absent without pixels;
 /// `missingPart` where the module for writing HEIF is not installed.
 ZEL_API std::optional<Data> heifData(const Ref<ZelImage>& image, HeifQuality how);
-/// The same as AVIF (AV1).
+/// The same as AVIF (AV1), always of 8 bits.
 ZEL_API std::optional<Data> avifData(const Ref<ZelImage>& image, HeifQuality how);
 /// HEIC of that bitmap; nothing is read of `image`, which may be absent.
 ZEL_API std::optional<Data> heifData(const Ref<ZelImage>& image, HeifFrom what);

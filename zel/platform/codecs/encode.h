@@ -48,7 +48,7 @@ private:
 std::optional<Data> encodeJpeg(const Ref<const CGImage>& image, double quality);
 
 struct HeifOptions {
-    int bits = 8; ///< a component in the file: 8, or 10, then without alpha
+    int bits = 8; ///< a component in the file: 8, or of HEVC 10, then without alpha
     heif::Coding coding = heif::Coding::hevc;
 };
 

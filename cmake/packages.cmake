@@ -47,9 +47,9 @@ macro(zel_package_of component package section summary text)
 endmacro()
 
 zel_package_of(runtime libzelimaging0 libs "image handling for desktop applications"
-  "ZelImaging loads, resizes, watermarks, converts and saves pictures. It decodes no
-more than a result needs, gives the same bytes on every machine, and treats every
-file as if a stranger had made it.
+  "ZelImaging loads, resizes, watermarks, converts and saves pictures. It
+decodes no more than a result needs, gives the same bytes on every machine,
+and treats every file as if a stranger had made it.
 This package holds the library, and what it opens when it first needs it: TIFF,
 JPEG XL, JPEG 2000, and downloads."
   SUGGESTS "libzelimaging-heif0, libzelimaging-documents0" SHLIBS libzelimaging)
@@ -73,23 +73,25 @@ endif()
 # Its link to the view library leads nowhere where the view is not wanted: nobody gets Qt for the headers alone.
 zel_package_of(development libzelimaging-dev libdevel "image handling for desktop applications - development"
   "ZelImaging loads, resizes, watermarks, converts and saves pictures.
-This package holds the headers, and what find_package (components Core and View)
-and pkg-config read (zelimaging and zelimaging-view). For the view, install
-qt6-base-dev as well."
+This package holds the headers, and what find_package (components Core and
+View) and pkg-config read (zelimaging and zelimaging-view). For the view,
+install qt6-base-dev as well."
   DEPENDS "${same_library}" RECOMMENDS "libzelimaging-view0 (= ${version})" SUGGESTS "qt6-base-dev")
 if(TARGET zel)
   zel_package_of(tools zelimaging-tools graphics "resizes, marks, converts and examines pictures"
     "The program zel does from a terminal what the library ZelImaging does for
-applications: finished pictures within a number of bytes, thumbnails, crops, tiles,
-watermarks, colour keys, pages of documents, layouts, comparisons, facts. It takes
-folders and lists, writes whole files or none, and reports as text or JSON."
+applications: finished pictures within a number of bytes, thumbnails, crops,
+tiles, watermarks, colour keys, pages of documents, layouts, comparisons,
+facts. It takes folders and lists, writes whole files or none, and reports
+as text or JSON."
     DEPENDS "${same_library}" RECOMMENDS "libzelimaging-heif0, libzelimaging-documents0")
 endif()
 if(TARGET zel-viewer)
   zel_package_of(viewer zel-viewer graphics "viewer for pictures and pages"
-    "Shows pictures, folders of pictures and pages of documents; turns, straightens,
-exposes, sharpens and crops them, tells what is known of them, and exports them
-within a number of bytes. It stands on the library ZelImaging."
+    "Shows pictures, folders of pictures and pages of documents; turns,
+straightens, exposes, sharpens and crops them, tells what is known of them,
+and exports them within a number of bytes. It stands on the library
+ZelImaging."
     DEPENDS "${same_library}, libzelimaging-view0 (= ${version})" RECOMMENDS "libzelimaging-heif0, libzelimaging-documents0")
 endif()
 
@@ -111,5 +113,15 @@ if(ZEL_PACKAGES)
   endif()
   execute_process(COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/packaging/changelog
     OUTPUT_FILE ${PROJECT_BINARY_DIR}/packaging/changelog.Debian.gz COMMAND_ERROR_IS_FATAL ANY)
+  # Debian's manual pages are compressed.
+  foreach(component tools viewer)
+    install(CODE "
+      file(GLOB pages \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_MANDIR}/man1/*.1\")
+      if(pages)
+        execute_process(COMMAND gzip -9nf \${pages} COMMAND_ERROR_IS_FATAL ANY)
+      endif()" COMPONENT ${component})
+  endforeach()
 endif()
+# Each package says for itself what it is.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 include(CPack)

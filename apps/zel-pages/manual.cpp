@@ -69,7 +69,7 @@ std::string start(std::string_view name, std::string_view summary)
     std::transform(upper.begin(), upper.end(), upper.begin(),
                    [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
     std::string lower(summary);
-    if (lower.size() > 1 && lower[0] >= 'A' && lower[0] <= 'Z' && lower[1] >= 'a')
+    if (lower.size() > 1 && lower[0] >= 'A' && lower[0] <= 'Z' && !(lower[1] >= 'A' && lower[1] <= 'Z'))
         lower[0] = static_cast<char>(lower[0] - 'A' + 'a');
     return fmt::format(".TH {} 1 \"\" \"ZelImaging {}\" \"ZelImaging\"\n", upper, troff(programVersion)) +
            heading("Name") + fmt::format("{} \\- {}\n", escaped(name, "-"), troff(lower));

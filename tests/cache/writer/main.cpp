@@ -40,10 +40,10 @@ ZelImageStoredCache::Options options(Mode mode)
 constexpr int bright = 200, dark = 75;
 
 /// Grey noise around a brightness, so that files have a size worth cutting short.
-Ref<ZelImage> noise(int width, int height, int brightness)
+Ref<ZelImage> noise(int width, int rows, int brightness)
 {
     std::minstd_rand random(1);
-    return makeZelImage(test::painted(width, height, CGAlphaInfo::noneSkipLast, [&](int, int) {
+    return makeZelImage(test::painted(width, rows, CGAlphaInfo::noneSkipLast, [&](int, int) {
         const auto grey = static_cast<std::uint8_t>(brightness - 32 + static_cast<int>(random() >> 8 & 63U));
         return test::Rgba{grey, grey, grey, 255};
     }));

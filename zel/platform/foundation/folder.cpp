@@ -43,6 +43,10 @@ std::optional<Folder> Folder::open(const URL& folder)
     return handle ? std::optional<Folder>(Folder(std::move(handle))) : std::nullopt;
 }
 
+Folder::Folder(Folder&&) noexcept = default;
+Folder& Folder::operator=(Folder&&) noexcept = default;
+Folder::~Folder() = default;
+
 std::vector<std::string> Folder::names() const
 {
     std::vector<std::string> found;

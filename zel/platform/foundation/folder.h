@@ -20,6 +20,9 @@ class ZEL_API Folder {
 public:
     /// Absent where it is not there or no folder (no note).
     static std::optional<Folder> open(const URL& folder);
+    Folder(Folder&&) noexcept;
+    Folder& operator=(Folder&&) noexcept;
+    ~Folder();
     /// Regular files alone, in no order; nothing of the folders below.
     [[nodiscard]] std::vector<FolderFile> files() const;
     /// The folders in it, in no order; no links to folders.

@@ -2,6 +2,7 @@
 #include <zel/platform/foundation/notes.h>
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
 
 namespace zel {
@@ -10,6 +11,7 @@ namespace {
 struct Standing {
     std::mutex mutex;
     std::vector<URL> allowed;
+    std::atomic<AddressPolicy::Networks> networks = AddressPolicy::Networks::named;
 };
 
 // Never destroyed: threads may still work while the process ends.
@@ -50,6 +52,16 @@ bool AddressPolicy::allows(const URL& address, std::string_view operation)
         return true;
     return fail(ZelFailureCode::unsupported, operation,
                 file.filename().string() + ": a document may not name files in this folder", file.string());
+}
+
+void AddressPolicy::setNetworks(Networks networks)
+{
+    standing().networks = networks;
+}
+
+AddressPolicy::Networks AddressPolicy::networks()
+{
+    return standing().networks;
 }
 
 } // namespace zel

@@ -14,4 +14,15 @@ ZEL_API void setAllowedFolders(std::vector<URL> folders);
 /// regular file is asked when it is opened.
 bool allows(const URL& address, std::string_view operation);
 
+/// The machines that web addresses may lead to, for the whole process. Where a proxy is used, it is the proxy that is
+/// connected to and judged.
+enum class Networks {
+    publicOnly, ///< those of the public internet alone: for hosts that show what strangers wrote
+    named,      ///< any that the caller's address names; a redirect leads to a private address only where that was it
+    all,
+};
+/// `named` from the beginning.
+ZEL_API void setNetworks(Networks networks);
+Networks networks();
+
 } // namespace zel::AddressPolicy

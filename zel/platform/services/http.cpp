@@ -4,6 +4,7 @@
 #include <zel/platform/foundation/modules.h>
 #include <zel/platform/foundation/notes.h>
 #include <zel/platform/services/modules/http_module.h>
+#include <zel/platform/services/network_policy.h>
 
 #include <fmt/format.h>
 
@@ -20,6 +21,7 @@ using std::chrono::milliseconds;
 
 constexpr int mostRedirects = 10;
 constexpr milliseconds connectTime{10'000};
+constexpr milliseconds clockError{20};
 constexpr int mostTransfers = 6, mostWithOneHost = 2;
 
 /// A place among the transfers that run at once.
@@ -80,9 +82,15 @@ private:
     bool isHeld_ = false;
 };
 
-bool isWeb(const std::string& address)
+/// The text of an http or https address, its scheme in small letters; empty for all others.
+std::string webText(const URL& address)
 {
-    return address.starts_with("http://") || address.starts_with("https://");
+    std::string text = address.absoluteString();
+    const std::size_t colon = std::min(text.find(':'), text.size());
+    std::transform(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(colon), text.begin(), [](char letter) {
+        return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + ('a' - 'A')) : letter;
+    });
+    return text.starts_with("http://") || text.starts_with("https://") ? text : std::string();
 }
 
 /// Host and port, in the letters of the address.
@@ -92,13 +100,24 @@ std::string authorityOf(const std::string& address)
     return address.substr(begin, address.find_first_of("/?#", begin) - begin);
 }
 
-/// What comes back, held to the limit.
+/// What comes back, held to the limit, from where it may come.
 struct Receiver {
     std::vector<std::uint8_t> bytes;
     std::uint64_t limit = 0;
     std::string_view operation;
     bool isTooLarge = false, isOutOfMemory = false, isCancelled = false;
+    NetworkPolicy policy = NetworkPolicy(AddressPolicy::networks());
 
+    static bool connects(void* context, const std::uint8_t* address, std::size_t count, bool redirected)
+    {
+        Receiver& self = *static_cast<Receiver*>(context);
+        try {
+            return self.policy.allows({address, count}, redirected);
+        } catch (const std::bad_alloc&) {
+            self.isOutOfMemory = true;
+            return false;
+        }
+    }
     static bool receive(void* context, const void* from, std::size_t count)
     {
         Receiver& self = *static_cast<Receiver*>(context);
@@ -142,6 +161,7 @@ bool transfer(http::Request request, milliseconds time, Receiver& receiver)
     request.wholeMilliseconds = std::max<std::int64_t>(left.count(), 1);
     request.connectMilliseconds = std::min<std::int64_t>(connectTime.count(), request.wholeMilliseconds);
     request.context = &receiver;
+    request.connects = Receiver::connects;
     request.receive = Receiver::receive;
     request.goesOn = Receiver::goesOn;
     http::Reply reply;
@@ -156,9 +176,15 @@ bool transfer(http::Request request, milliseconds time, Receiver& receiver)
                     fmt::format("what comes back is larger than the limit of {} bytes", receiver.limit), address);
     switch (reply.outcome) {
     case http::Outcome::timedOut:
-        return late("it did not end");
+        if (std::chrono::steady_clock::now() + clockError >= end)
+            return late("it did not end");
+        return fail(ZelFailureCode::network, receiver.operation, reply.reason, address); // to connect, or too slow
     case http::Outcome::refusedAddress:
-        return fail(ZelFailureCode::network, receiver.operation, "a redirect leads into a private network", address);
+        return fail(ZelFailureCode::network, receiver.operation,
+                    AddressPolicy::networks() == AddressPolicy::Networks::publicOnly
+                        ? "it leads into a private network"
+                        : "a redirect leads into a private network",
+                    address);
     case http::Outcome::stopped:
     case http::Outcome::failed:
         return fail(ZelFailureCode::network, receiver.operation, reply.reason, address);
@@ -193,9 +219,10 @@ std::optional<Data> fetch(const URL& address, const FetchOptions& options)
 {
     if (address.isFile())
         return Data::read(address);
-    const std::string text = address.absoluteString();
-    if (!isWeb(text))
-        return fail(ZelFailureCode::unsupported, "fetch", "neither a file nor an http or https address", text);
+    const std::string text = webText(address);
+    if (text.empty())
+        return fail(ZelFailureCode::unsupported, "fetch", "neither a file nor an http or https address",
+                    address.absoluteString());
     Receiver receiver{.bytes = {}, .limit = mostBytes(), .operation = "fetch"};
     http::Request request;
     request.address = text.c_str();
@@ -207,9 +234,10 @@ std::optional<Data> fetch(const URL& address, const FetchOptions& options)
 
 bool post(const PostedFile& file, const Data& bytes)
 {
-    const std::string text = file.to.absoluteString();
-    if (!isWeb(text))
-        return fail(ZelFailureCode::invalidArgument, "upload", "only http and https addresses take uploads", text);
+    const std::string text = webText(file.to);
+    if (text.empty())
+        return fail(ZelFailureCode::invalidArgument, "upload", "only http and https addresses take uploads",
+                    file.to.absoluteString());
     const auto isControl = [](char letter) { return static_cast<unsigned char>(letter) < ' ' || letter == 0x7F; };
     if (std::any_of(file.name.begin(), file.name.end(), isControl) || file.name.empty())
         return fail(ZelFailureCode::invalidArgument, "upload", "a file's name holds no control characters", text);

@@ -9,9 +9,9 @@ struct FetchOptions {
 
 /// The bytes at an address, on this thread: a file on this machine where the address itself is one, else over http or
 /// https. Absent with the reason noted: `network` (no connection, an answer other than 2xx, too slow, a redirect to
-/// another scheme, from https to http or from a public to a private address, more than ten redirects), `limit`
-/// (`downloadBytes`), `missingPart` (the module is not installed), `cancelled`, or what reading a file gives. At most
-/// six transfers run at once, two of them with one host; others wait, and the wait counts.
+/// another scheme or from https to http, a machine that `AddressPolicy::Networks` rules out, more than ten redirects),
+/// `limit` (`downloadBytes`), `missingPart` (the module is not installed), `cancelled`, or what reading a file gives.
+/// At most six transfers run at once, two of them with one host; others wait, and the wait counts.
 std::optional<Data> fetch(const URL& address, const FetchOptions& options = {});
 
 struct PostedFile {

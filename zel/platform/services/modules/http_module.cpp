@@ -3,8 +3,8 @@
 #include <zel/export.h>
 #include <zel/platform/foundation/modules.h>
 
-#include <arpa/inet.h>
 #include <array>
+#include <cstddef>
 #include <cstring>
 #include <curl/curl.h>
 #include <memory>
@@ -12,10 +12,8 @@
 #include <netinet/in.h>
 #include <string_view>
 #include <sys/socket.h>
-#include <unistd.h>
 
-// libcurl behind the module's interface. Addresses are judged when a socket is opened, after names were resolved, so
-// that a name that changes its meaning between two looks gains nothing.
+// libcurl behind the module's interface.
 namespace zel::http {
 namespace {
 
@@ -23,78 +21,34 @@ constexpr long slowBytes = 1024, slowSeconds = 20;
 
 struct Transfer {
     const Request& request;
-    bool wasPublic = false; ///< the first address that was connected to
     bool isRedirected = false;
     bool isRefused = false;
 };
 
-bool isPrivate4(std::uint32_t address)
-{
-    struct Range {
-        std::uint32_t first, bits;
-    };
-    // "This" network, private use, shared space, loopback, link-local, protocol assignments, benchmarks, multicast and
-    // reserved (RFC 6890).
-    constexpr std::array<Range, 10> ranges = {{{0x00000000, 8},
-                                               {0x0A000000, 8},
-                                               {0x64400000, 10},
-                                               {0x7F000000, 8},
-                                               {0xA9FE0000, 16},
-                                               {0xAC100000, 12},
-                                               {0xC0000000, 24},
-                                               {0xC0A80000, 16},
-                                               {0xC6120000, 15},
-                                               {0xE0000000, 3}}};
-    for (const Range& range : ranges)
-        if (address >> (32 - range.bits) == range.first >> (32 - range.bits))
-            return true;
-    return false;
-}
-
-bool isPrivate6(const std::array<std::uint8_t, 16>& bytes)
-{
-    const auto four = [&bytes](std::size_t from) {
-        return std::uint32_t{bytes[from]} << 24U | std::uint32_t{bytes[from + 1]} << 16U |
-               std::uint32_t{bytes[from + 2]} << 8U | bytes[from + 3];
-    };
-    bool zeros = true;
-    for (std::size_t i = 0; i < 10; ++i)
-        zeros = zeros && bytes[i] == 0;
-    if (zeros && ((bytes[10] == 0xFF && bytes[11] == 0xFF) || (bytes[10] == 0 && bytes[11] == 0)))
-        return isPrivate4(four(12)) || four(12) <= 1; // an IPv4 address written as IPv6, :: and ::1
-    if (four(0) == 0x0064FF9B)
-        return isPrivate4(four(12)); // translated IPv4
-    const bool isLocal = (bytes[0] & 0xFEU) == 0xFC, isLink = bytes[0] == 0xFE && (bytes[1] & 0x80U) != 0;
-    return isLocal || isLink || bytes[0] == 0xFF;
-}
-
-bool isPrivate(const sockaddr& address)
-{
-    if (address.sa_family == AF_INET) {
-        sockaddr_in four{};
-        std::memcpy(&four, &address, sizeof four);
-        return isPrivate4(ntohl(four.sin_addr.s_addr));
+/// An address as bytes, the highest first; none for what is neither IPv4 nor IPv6.
+struct AddressBytes {
+    explicit AddressBytes(const sockaddr& address)
+    {
+        const auto* const start = reinterpret_cast<const std::uint8_t*>(&address);
+        if (address.sa_family == AF_INET)
+            std::memcpy(bytes.data(), start + offsetof(sockaddr_in, sin_addr), count = sizeof(in_addr));
+        else if (address.sa_family == AF_INET6)
+            std::memcpy(bytes.data(), start + offsetof(sockaddr_in6, sin6_addr), count = sizeof(in6_addr));
     }
-    if (address.sa_family == AF_INET6) {
-        sockaddr_in6 six{};
-        std::memcpy(&six, &address, sizeof six);
-        std::array<std::uint8_t, 16> bytes{};
-        std::memcpy(bytes.data(), &six.sin6_addr, bytes.size());
-        return isPrivate6(bytes);
-    }
-    return true;
-}
+    std::array<std::uint8_t, sizeof(in6_addr)> bytes{};
+    std::size_t count = 0;
+};
 
 curl_socket_t openSocket(void* context, curlsocktype, curl_sockaddr* address)
 {
     auto& transfer = *static_cast<Transfer*>(context);
-    const bool closed = isPrivate(address->addr);
-    if (closed && (transfer.request.publicOnly || (transfer.isRedirected && transfer.wasPublic))) {
+    const Request& request = transfer.request;
+    const AddressBytes bytes(address->addr);
+    if (!request.connects(request.context, bytes.bytes.data(), bytes.count, transfer.isRedirected)) {
         transfer.isRefused = true;
         return CURL_SOCKET_BAD;
     }
-    if (!transfer.isRedirected && !closed)
-        transfer.wasPublic = true;
+    transfer.isRefused = false; // a name may have an address that is allowed beside others
     return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 

@@ -9,14 +9,16 @@ namespace zel::http {
 struct Request {
     const char* address = nullptr;
     std::int64_t connectMilliseconds = 0, wholeMilliseconds = 0; ///< 0 = no end
-    int redirects = 0;              ///< followed; to http only from http, to private addresses only from private ones
-    bool publicOnly = false;        ///< private, loopback and link-local addresses are refused from the beginning
+    int redirects = 0;                                           ///< followed; to http only from http
     const char* fileName = nullptr; ///< posts `body` as the file "file" of a form, under this name, in place of getting
     const char* mediaType = nullptr;
     const void* body = nullptr;
     std::size_t bodySize = 0;
 
     void* context = nullptr;
+    /// Asked before each connection; 4 or 16 bytes, or none for other kinds of address. `redirected`: a server named
+    /// it. Nothing may be thrown.
+    bool (*connects)(void* context, const std::uint8_t* address, std::size_t count, bool redirected) = nullptr;
     /// Takes a piece of what comes back; false ends the transfer. Nothing may be thrown.
     bool (*receive)(void* context, const void* bytes, std::size_t count) = nullptr;
     /// Called now and then with what is known of the sizes (0 = unknown); false ends the transfer.
@@ -32,7 +34,7 @@ struct Reply {
 };
 
 struct Api {
-    static constexpr std::uint32_t version = 1;
+    static constexpr std::uint32_t version = 2;
     void (*perform)(const Request& request, Reply& reply);
 };
 

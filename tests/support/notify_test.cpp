@@ -1,6 +1,7 @@
 #include <zel/support/notify.h>
 
 #include <zel/platform/foundation/failure.h>
+#include <zel/platform/foundation/shell.h>
 
 #include "foundation/temporary_folder.h"
 #include <common/pictures.h>
@@ -106,6 +107,28 @@ TEST(CLIImageResizer, WithoutItsProgramGivesAReason)
     EXPECT_EQ(ZelFailure::last().code, ZelFailureCode::missingPart);
     EXPECT_EQ(folder.text("a.png"), "picture") << "the source itself is not removed";
     EXPECT_FALSE(ZelCLIImageResizer::resize(URL(), {.to = URL(), .maxSize = 1}));
+}
+
+TEST(Shell, EndsProgramsThatDoNotEnd)
+{
+    const struct {
+        const char* name;
+        const char* script;
+        std::optional<std::string> answer;
+    } cases[] = {
+        {"in time", "echo a; sleep 0.05; echo b", "a\nb"},       {"silence", "sleep 30", {}},
+        {"talk without end", "while :; do echo more; done", {}}, {"a closed output", "exec >&-; sleep 30", {}},
+        {"something left behind", "sleep 30 & echo done", {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::string arguments[] = {"-c", c.script};
+        const auto start = std::chrono::steady_clock::now();
+        ZelFailure::clear();
+        EXPECT_EQ(shell2("/bin/sh", arguments, std::chrono::milliseconds(c.answer ? 20'000 : 300)), c.answer);
+        EXPECT_EQ(ZelFailure::last().code, c.answer ? ZelFailureCode::none : ZelFailureCode::limit);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+    }
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <filesystem>
 #include <mutex>
 
@@ -13,6 +14,7 @@ namespace zel {
 namespace {
 
 constexpr std::string_view operation = "resize by program";
+constexpr std::chrono::seconds mostTime(60); // the program's own limits end it sooner
 constexpr std::string_view programName = "CLIImageResizer";
 constexpr std::string_view inBundle = "/Contents/Frameworks/ZelImage.framework/Versions/A/Resources/";
 
@@ -77,7 +79,7 @@ bool ZelCLIImageResizer::resize(const URL& source, To destination)
                                                   std::to_string(destination.maxSize)};
     if (arguments[0].empty() || arguments[1].empty())
         return fail(ZelFailureCode::invalidArgument, operation, "source and destination have to be files");
-    const auto answer = shell2(programPath(), arguments);
+    const auto answer = shell2(programPath(), arguments, mostTime);
     if (answer && endsWithDone(*answer))
         return true;
     std::error_code ignored;

@@ -29,8 +29,8 @@ struct ZEL_API ZelCLIImageResizer {
         URL to;
         std::int64_t maxSize; ///< of the longer side, in pixels
     };
-    /// Waits for the program's end. True when it answered "DONE"; else nothing stands at the destination. False, noted,
-    /// where the program is missing.
+    /// Waits for the program's end, at most a minute. True when it answered "DONE"; else nothing stands at the
+    /// destination. False, noted, where the program is missing.
     static bool resize(const URL& source, To destination);
     /// The program to run, instead of the one in the application's bundle or, where there is none, beside the library's
     /// modules. Empty: those again.

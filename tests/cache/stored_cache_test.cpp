@@ -134,8 +134,9 @@ TEST_F(StoredCacheTest, OldFilesGoWhenACacheIsMade)
         int days;
         bool stays;
     };
-    const Case cases[] = {{"eight.png", 8, false}, {"six.png", 6, true},         {"eight.jpg", 8, false},
-                          {"eight.txt", 8, true},  {"below/eight.png", 8, true}, {".zel-1.tmp", 2, false}};
+    const Case cases[] = {{"eight.png", 8, false},  {"six.png", 6, true},         {"eight.jpg", 8, false},
+                          {"eight", 8, false},      {"below/eight.png", 8, true}, {".zel-1-0.tmp", 2, false},
+                          {".zel-1-1.tmp", 0, true}};
     for (const Case& c : cases) {
         touch(folder / c.name);
         age(folder / c.name, c.days);
@@ -147,18 +148,25 @@ TEST_F(StoredCacheTest, OldFilesGoWhenACacheIsMade)
     ZelImageStoredCache({.name = "old", .removeItemsAfterDays = 0, .mode = Mode::png}).waitForWrites();
     EXPECT_FALSE(fs::exists(folder / "six.png"));
     EXPECT_TRUE(fs::is_symlink(folder / "link.png"));
+    EXPECT_TRUE(fs::exists(folder / ".zel-1-1.tmp")) << "somebody is writing it";
     for (const std::int64_t days : {INT64_MAX, INT64_MIN})
         ZelImageStoredCache({.name = "old", .removeItemsAfterDays = days, .mode = Mode::png}).waitForWrites();
 }
 
 TEST_F(StoredCacheTest, NamesLeadNowhereElse)
 {
-    const fs::path sentinel = caches_ / "sentinel.png";
-    touch(sentinel);
-    age(sentinel, 1000);
-    const std::string bad[] = {"../../x", "a/b", std::string("n\0l", 3), std::string(300, 'x'), "/etc/x"};
+    // Old files wherever a name might lead, among them those that the names themselves would be.
+    const fs::path sentinels[] = {base_ / "old.png",       caches_ / "old.png", caches_ / "x.png",
+                                  caches_ / "other/a.png", base_ / "x.png",     caches_ / "safe/a/b.png",
+                                  caches_ / "a/b/s.png"};
+    for (const fs::path& sentinel : sentinels) {
+        touch(sentinel);
+        age(sentinel, 1000);
+    }
+    const std::string bad[] = {"../../x", "../x", "../other/a", "a/b", std::string("n\0l", 3), std::string(300, 'x'),
+                               "/etc/x"};
     int calls = 0;
-    ZelImageStoredCache cache({.name = "safe", .removeItemsAfterDays = 1, .mode = Mode::png});
+    ZelImageStoredCache cache({.name = "safe", .removeItemsAfterDays = 0, .mode = Mode::png});
     for (const std::string& id : bad) {
         EXPECT_TRUE(cache.imageUrl({.with = id}).isEmpty());
         cache.store(picture(2, 2), {.withId = id});
@@ -166,24 +174,39 @@ TEST_F(StoredCacheTest, NamesLeadNowhereElse)
         const auto computed = cache.retrieveOrCalc({.imageWithId = id, .calc = [&] { return ++calls, picture(2, 2); }});
         EXPECT_EQ(cache.retrieveOrCalc({.imageWithId = id, .calc = [&] { return ++calls, picture(2, 2); }}), computed);
     }
-    EXPECT_EQ(calls, 5) << "remembered in memory all the same";
-    for (const char* name : {"..", "", ".", "a/b"}) {
+    EXPECT_EQ(calls, static_cast<int>(std::size(bad))) << "remembered in memory all the same";
+    for (const std::string& name : {std::string(".."), std::string(), std::string("."), std::string("a/b"),
+                                    std::string("../other"), std::string("a\0b", 3), std::string(300, 'x')}) {
         ZelImageStoredCache outside({.name = name, .removeItemsAfterDays = 0, .mode = Mode::png});
         outside.store(picture(2, 2), {.withId = "s"});
+        outside.removeOldItems();
         outside.waitForWrites();
         EXPECT_TRUE(outside.imageUrl({.with = "s"}).isEmpty());
+        EXPECT_FALSE(outside.retrieveImage({.withId = "s"}));
     }
-    cache.waitForWrites();
-    EXPECT_TRUE(fs::exists(sentinel));
+    // Names that look odd and lead nowhere else.
+    for (const char* id : {"", ".", "..", " ", "-x", "~", "%2F", "\xC3\xA9"}) {
+        cache.store(picture(2, 2), {.withId = id});
+        cache.waitForWrites();
+        EXPECT_TRUE(cache.retrieveImage({.withId = id})) << id;
+        EXPECT_EQ(cache.imageUrl({.with = id}).filePath(), caches_ / "safe" / (std::string(id) + ".png"));
+    }
+    for (const fs::path& sentinel : sentinels) {
+        std::string text;
+        std::getline(std::ifstream(sentinel), text);
+        EXPECT_EQ(text, "some bytes") << sentinel;
+    }
     std::size_t files = 0;
     for (const auto& entry : fs::recursive_directory_iterator(base_))
         files += entry.is_regular_file() ? 1U : 0U;
-    EXPECT_EQ(files, 1U) << "the sentinel alone";
+    EXPECT_EQ(files, std::size(sentinels) + 8) << "the sentinels and what is safe";
 }
 
 TEST_F(StoredCacheTest, ThreadsShareACache)
 {
+    // Two caches of one folder, one of which removes whatever it finds.
     ZelImageStoredCache cache({.name = "shared", .removeItemsAfterDays = 1, .mode = Mode::heif});
+    ZelImageStoredCache broom({.name = "shared", .removeItemsAfterDays = 0, .mode = Mode::heif});
     std::atomic<int> wrong = 0;
     std::vector<std::thread> threads;
     for (int t = 0; t < 8; ++t)
@@ -192,16 +215,21 @@ TEST_F(StoredCacheTest, ThreadsShareACache)
                 const std::string id = std::to_string((i * 7 + t) % 5);
                 const auto image = cache.retrieveOrCalc({.imageWithId = id, .calc = [] { return picture(16, 16); }});
                 wrong += image && image->size == CGSize{16, 16} ? 0 : 1;
-                if (const auto read = cache.retrieveImage({.withId = id}))
-                    wrong += read->bitmapRep() ? 0 : 1;
+                if (i % 4 == t % 4)
+                    cache.store(picture(16, 16, std::uint8_t(10 * t)), {.withId = id});
+                if (const auto read = broom.retrieveImage({.withId = id}))
+                    wrong += read->bitmapRep() && read->size == CGSize{16, 16} ? 0 : 1;
                 if (i % 10 == 0)
-                    cache.removeOldItems();
+                    broom.removeOldItems();
             }
         });
     for (std::thread& thread : threads)
         thread.join();
     cache.waitForWrites();
+    broom.waitForWrites();
     EXPECT_EQ(wrong, 0);
+    for (const auto& entry : fs::directory_iterator(caches_ / "shared"))
+        EXPECT_EQ(entry.path().extension(), ".jpg") << "what was being written";
 }
 
 } // namespace

@@ -48,10 +48,12 @@ protected:
         std::ofstream(base() / name, std::ios::binary) << bytes;
         return base() / name;
     }
-    static Ref<ZelImage> cached(const std::string& text)
+    static Ref<ZelImage> cached(const std::string& text, const std::string& scope = {})
     {
         std::promise<Ref<ZelImage>> promise;
-        getCachedImage({.url = address(text), .callback = [&](Ref<ZelImage> image) { promise.set_value(image); }});
+        getCachedImage({.url = address(text),
+                        .callback = [&](Ref<ZelImage> image) { promise.set_value(image); },
+                        .cacheScope = scope});
         return promise.get_future().get();
     }
     static std::size_t keptFiles()
@@ -144,13 +146,17 @@ TEST_F(RemoteTest, KeepsPicturesByThePathOfTheirAddress)
     EXPECT_TRUE(cached(server.address("/a.png?q=2", "localhost"))) << "host and query are not part of the name";
     EXPECT_EQ(asked, 2);
     EXPECT_EQ(keptFiles(), 1U);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_TRUE(cached(server.address("/a.png?q=1"), "another page")) << "a scope of its own";
+    EXPECT_EQ(asked, 3);
+    EXPECT_EQ(keptFiles(), 2U);
 
     // A damaged file is fetched anew.
     for (const auto& entry : fs::recursive_directory_iterator(base()))
         if (entry.is_regular_file() && entry.path().extension() == ".jpg")
             fs::resize_file(entry.path(), 100);
     EXPECT_TRUE(cached(server.address("/a.png?q=1")));
-    EXPECT_EQ(asked, 3);
+    EXPECT_EQ(asked, 4);
 }
 
 TEST_F(RemoteTest, DownloadsAnswerOnce)

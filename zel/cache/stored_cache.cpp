@@ -10,7 +10,6 @@
 #include <zel/platform/services/services.h>
 
 #include <algorithm>
-#include <array>
 
 namespace zel {
 namespace {
@@ -20,7 +19,6 @@ using Options = ZelImageStoredCache::Options;
 
 constexpr double jpegQuality = 0.75;
 constexpr mode_t ownerOnly = 0700;
-constexpr std::array<std::string_view, 2> extensions = {".png", ".jpg"};
 
 /// Empty where the name is none that a folder can have.
 URL folderOf(const Options& options)
@@ -51,12 +49,6 @@ void write(const Options& options, Ref<ZelImage> image, const URL& file)
         ZelImageHelper::saveToJpeg(image, {.quality = jpegQuality, .url = file});
     else
         saveToPNG(image, {.url = file});
-}
-
-bool isOurs(const std::string& name)
-{
-    return std::any_of(extensions.begin(), extensions.end(),
-                       [&name](std::string_view extension) { return name.ends_with(extension); });
 }
 
 } // namespace
@@ -96,11 +88,12 @@ void ZelImageStoredCache::removeOldItems()
         const auto age = Days(static_cast<double>(std::clamp(days, -furthest, furthest)));
         for (const FolderFile& file : files) {
             const Date now = std::chrono::system_clock::now();
-            const bool isLeftOver = file.name.starts_with(temporaryPrefix) && now - file.modified > Days(1);
+            // What is being written has its name for a moment only.
+            const bool isTemporary = file.name.starts_with(temporaryPrefix) && file.name.ends_with(".tmp");
             const bool isOld =
-                isOurs(file.name) && file.modified < now - std::chrono::duration_cast<Date::duration>(age);
+                file.modified < now - std::chrono::duration_cast<Date::duration>(isTemporary ? Days(1) : age);
             // Somebody may have written it anew since it was listed.
-            if ((isLeftOver || isOld) && shared->file(file.name).value_or(FolderFile{}).modified == file.modified)
+            if (isOld && shared->file(file.name).value_or(FolderFile{}).modified == file.modified)
                 shared->remove(file.name);
         }
     });

@@ -43,8 +43,8 @@ public:
 
     /// Where the identifier's file lies, or would; makes the folder.
     virtual URL imageUrl(With id) const;
-    /// Lists the folder now, and removes its old files in the background: regular files with the two extensions of the
-    /// modes, and what a killed process left half written more than a day ago.
+    /// Lists the folder now, and removes its old files in the background, and what a killed process left half written
+    /// more than a day ago. Links and the folders below stay.
     virtual void removeOldItems();
     /// Replaces the identifier's file in the background; an image without pixels removes it.
     virtual void store(const Ref<ZelImage>& image, WithId id);

@@ -4,18 +4,28 @@
 
 #include <algorithm>
 #include <array>
+#include <vector>
 
 namespace zel {
 namespace {
 
+struct Marks {
+    std::vector<std::uint8_t> first, last;
+};
+
+/// False for PNG and JPEG files that do not end as such files do.
 bool isWhole(const Data& bytes)
 {
-    constexpr std::array<std::uint8_t, 8> pngEnd = {'I', 'E', 'N', 'D', 0xAE, 0x42, 0x60, 0x82};
-    constexpr std::array<std::uint8_t, 2> jpegEnd = {0xFF, 0xD9};
-    const auto endsWith = [&bytes](auto& end) {
-        return bytes.size() >= end.size() && std::equal(end.rbegin(), end.rend(), bytes.span().rbegin());
-    };
-    return endsWith(pngEnd) || endsWith(jpegEnd);
+    static const std::array<Marks, 2> all = {{
+        {{0x89, 'P', 'N', 'G'}, {'I', 'E', 'N', 'D', 0xAE, 0x42, 0x60, 0x82}},
+        {{0xFF, 0xD8, 0xFF}, {0xFF, 0xD9}},
+    }};
+    const auto span = bytes.span();
+    return std::none_of(all.begin(), all.end(), [span](const Marks& marks) {
+        const auto& [first, last] = marks;
+        const bool begins = span.size() >= first.size() && std::equal(first.begin(), first.end(), span.begin());
+        return begins && !(span.size() >= last.size() && std::equal(last.rbegin(), last.rend(), span.rbegin()));
+    });
 }
 
 } // namespace

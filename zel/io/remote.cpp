@@ -3,6 +3,7 @@
 #include <zel/io/encode.h>
 #include <zel/io/kept_image.h>
 #include <zel/platform/foundation/async.h>
+#include <zel/platform/foundation/folder.h>
 #include <zel/platform/foundation/guards.h>
 #include <zel/platform/foundation/identifiers.h>
 #include <zel/platform/foundation/notes.h>
@@ -14,6 +15,7 @@ namespace zel {
 namespace {
 
 constexpr double keptQuality = 0.75;
+constexpr mode_t ownerOnly = 0700;
 constexpr CGSize largestIcon{1024, 1024};
 
 Ref<ZelImage> fetched(const URL& address)
@@ -40,10 +42,14 @@ const URL& cacheFolder()
     return folder;
 }
 
-URL cacheFile(const URL& address)
+/// Makes the folder.
+URL cacheFile(const URL& address, const std::string& scope)
 {
-    const std::string name = ZelId::md5(address.path()) + ".jpg";
-    const auto path = cacheFolder().isEmpty() ? std::nullopt : joinPath(cacheFolder().filePath().string(), name);
+    const std::string key = scope.empty() ? address.path() : scope + '\n' + address.path();
+    const std::string folder = cacheFolder().filePath().string();
+    const auto path = folder.empty() ? std::nullopt : joinPath(folder, ZelId::md5(key) + ".jpg");
+    if (path)
+        makeFolders(folder, ownerOnly); // one that cannot be made is found out when it is written to
     return path ? URL::file(*path) : URL();
 }
 
@@ -101,7 +107,7 @@ Ref<ZelImage> makeZelImage(const URL& file, IconSize icon)
 
 void getCachedImage(CachedImageUrl what)
 {
-    const URL file = cacheFile(what.url);
+    const URL file = cacheFile(what.url, what.cacheScope);
     cacheTasks()->add(file.absoluteString(), [what = std::move(what), file] { findOrFetch(what, file); });
 }
 

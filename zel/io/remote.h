@@ -15,6 +15,7 @@ struct HttpText {
 struct CachedImageUrl {
     URL url;
     std::function<void(Ref<ZelImage>)> callback;
+    std::string cacheScope = {}; ///< what other scopes keep is not found; empty: one for all
 };
 struct DownloadFrom {
     URL from;
@@ -56,7 +57,7 @@ ZEL_API Ref<ZelImage> makeZelImage(const URL& file, IconSize icon);
 /// Calls back once, on the background pool, with null where it cannot be had. Requests for one file wait for each
 /// other, so that an address is asked once. The file is named after the address's path alone (md5, lower case): two
 /// hosts with the same path share a file, and the one that was asked first is what both get. Hosts that show pages of
-/// strangers should not use this.
+/// strangers give each of them a `cacheScope`, which becomes part of the name.
 ZEL_API void getCachedImage(CachedImageUrl what);
 
 /// A file on this machine, opened on the background pool.

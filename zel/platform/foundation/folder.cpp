@@ -1,6 +1,7 @@
 #include <zel/platform/foundation/folder.h>
 #include <zel/platform/foundation/guards.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
@@ -42,9 +43,13 @@ std::optional<Folder> Folder::open(const URL& folder)
     return handle ? std::optional<Folder>(Folder(std::move(handle))) : std::nullopt;
 }
 
-std::vector<FolderFile> Folder::files() const
+Folder::Folder(Folder&&) noexcept = default;
+Folder& Folder::operator=(Folder&&) noexcept = default;
+Folder::~Folder() = default;
+
+std::vector<std::string> Folder::names() const
 {
-    std::vector<FolderFile> found;
+    std::vector<std::string> found;
     // A descriptor of its own: the list's place in the folder is part of it, and closing the list closes it.
     FileHandle own = openFileAt(handle_, ".", O_RDONLY | O_DIRECTORY);
     const std::unique_ptr<DIR, int (*)(DIR*)> list(own ? fdopendir(own.get()) : nullptr, closedir);
@@ -52,18 +57,53 @@ std::vector<FolderFile> Folder::files() const
         return found;
     own.release();
     while (const dirent* entry = readdir(list.get()))
-        if (auto one = file(entry->d_name))
+        found.emplace_back(entry->d_name);
+    return found;
+}
+
+std::optional<struct stat> Folder::look(const std::string& name) const
+{
+    struct stat facts {};
+    if (!isSafeComponent(name) || fileCalls().fstatat(handle_.get(), name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) != 0)
+        return std::nullopt;
+    return facts;
+}
+
+std::vector<FolderFile> Folder::files() const
+{
+    std::vector<FolderFile> found;
+    for (const std::string& name : names())
+        if (auto one = file(name))
             found.push_back(std::move(*one));
     return found;
 }
 
+std::vector<std::string> Folder::folders() const
+{
+    std::vector<std::string> found = names();
+    found.erase(std::remove_if(found.begin(), found.end(),
+                               [this](const std::string& name) {
+                                   const auto facts = look(name);
+                                   return !facts || !S_ISDIR(facts->st_mode);
+                               }),
+                found.end());
+    return found;
+}
+
+std::optional<Folder> Folder::folder(const std::string& name) const
+{
+    if (!isSafeComponent(name))
+        return std::nullopt;
+    FileHandle handle = openFileAt(handle_, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    return handle ? std::optional<Folder>(Folder(std::move(handle))) : std::nullopt;
+}
+
 std::optional<FolderFile> Folder::file(const std::string& name) const
 {
-    struct stat facts {};
-    if (!isSafeComponent(name) || fileCalls().fstatat(handle_.get(), name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) != 0 ||
-        !S_ISREG(facts.st_mode))
+    const auto facts = look(name);
+    if (!facts || !S_ISREG(facts->st_mode))
         return std::nullopt;
-    return FolderFile{name, dateOf(facts.st_mtim)};
+    return FolderFile{name, dateOf(facts->st_mtim), static_cast<std::uint64_t>(facts->st_size)};
 }
 
 bool Folder::remove(const std::string& name) const

@@ -94,7 +94,7 @@ public:
         struct stat facts = {};
         const bool exists = stat(name.c_str(), &facts) == 0;
         if (!exists || !S_ISDIR(facts.st_mode)) {
-            inputs_.list.push_back({name, {}, nullptr, {}, exists ? facts.st_dev : 0, exists ? facts.st_ino : 0});
+            inputs_.list.push_back({name, {}, {}, nullptr, {}, exists ? facts.st_dev : 0, exists ? facts.st_ino : 0});
             return;
         }
         if (!recursive_)
@@ -136,7 +136,8 @@ private:
             }
             struct stat facts = {};
             const bool exists = stat(path.c_str(), &facts) == 0;
-            inputs_.list.push_back({path, below, nullptr, {}, exists ? facts.st_dev : 0, exists ? facts.st_ino : 0});
+            inputs_.list.push_back(
+                {path, {}, below, nullptr, {}, exists ? facts.st_dev : 0, exists ? facts.st_ino : 0});
         }
     }
 

@@ -11,6 +11,7 @@ namespace zel::program {
 /// One picture to read.
 struct Input {
     std::string name;      ///< as a person wrote it, or found below a folder; "-" for standard input
+    std::string file;      ///< what outputs are named after, where that is not `name`: the last part of an address
     std::string below;     ///< the folders between the folder that was named and this file: "2024/"; else empty
     Ref<const Data> bytes; ///< of standard input; null for files, and where `failure` says why
     std::optional<ZelNote> failure;
@@ -18,6 +19,7 @@ struct Input {
     ino_t node = 0;
 
     [[nodiscard]] bool isStandardInput() const { return name == standardInput; }
+    [[nodiscard]] const std::string& fileName() const { return file.empty() ? name : file; }
     static constexpr std::string_view standardInput = "-";
 };
 

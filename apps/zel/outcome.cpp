@@ -65,10 +65,19 @@ std::string remedyForLimit(std::string_view fact)
     }
     if (const auto memory = memoryFor(fact); !memory.empty())
         return "--memory " + memory;
+    if (fact.starts_with("what comes back"))
+        return "--max-download SIZE";
     for (const std::string_view word : {"second", " ms", "time"})
         if (fact.find(word) != std::string_view::npos)
             return "--timeout 60";
     return {};
+}
+
+std::string remedyForNetwork(std::string_view fact)
+{
+    if (fact.find(" within ") != std::string_view::npos)
+        return "--transfer-time 5m";
+    return fact.starts_with("a redirect leads into") ? "--allow-private" : "";
 }
 
 std::string remedyFor(const ZelNote& note)
@@ -76,6 +85,8 @@ std::string remedyFor(const ZelNote& note)
     switch (note.code) {
     case ZelFailureCode::limit:
         return remedyForLimit(factOf(note));
+    case ZelFailureCode::network:
+        return remedyForNetwork(factOf(note));
     case ZelFailureCode::exists:
         return factOf(note) == existsAlready ? "--force or --skip-existing" : std::string();
     default:

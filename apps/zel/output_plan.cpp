@@ -82,8 +82,11 @@ Format wantedFormat(const Input& input, std::string_view outputExtension, std::o
         throw UsageError(fmt::format("no picture is written as .{}", outputExtension),
                          fmt::format("--format {}", writableFormats()));
     }
-    if (const auto format = formatOfFile(input.name))
+    if (const auto format = formatOfFile(input.fileName()))
         return *format;
+    if (!input.file.empty()) // not here yet, so its content cannot be asked
+        throw UsageError(fmt::format("{}: the address names no format that is written", input.name),
+                         fmt::format("--format {}", writableFormats()));
     const auto recognised = recognisedFormat(input);
     if (recognised.empty())
         return Format::png;
@@ -96,12 +99,13 @@ Format wantedFormat(const Input& input, std::string_view outputExtension, std::o
 /// The extension of the output: that of the input where it fits the format, in the input's own spelling.
 std::string extensionFor(const Input& input, Format format)
 {
-    return std::string(formatOfFile(input.name) == format ? extensionOf(input.name) : usualExtension(format));
+    return std::string(formatOfFile(input.fileName()) == format ? extensionOf(input.fileName())
+                                                                : usualExtension(format));
 }
 
 std::string stemFor(const Input& input)
 {
-    return std::string(input.isStandardInput() ? stemOfStandardInput : stemOf(input.name));
+    return std::string(input.isStandardInput() ? stemOfStandardInput : stemOf(input.fileName()));
 }
 
 /// The file behind a link, so that working in place changes the picture and leaves the link.

@@ -202,7 +202,7 @@ std::string planText(const std::vector<Outcome>& outcomes)
 int runPictures(const Verb& verb, const PictureOptions& options, const PictureWork& work)
 {
     options.reports.apply();
-    const auto inputs = collectInputs(options.inputs);
+    const auto inputs = work.collect(options.inputs);
     OutputPlan plan(options.outputs, inputs, options.encoding.format, work.otherFiles);
     if (plan.goesToStandardOutput() && (options.reports.json || options.reports.jsonl))
         throw UsageError("standard output cannot take both a picture and JSON");

@@ -1,6 +1,7 @@
 #pragma once
 #include "common_options.h"
 #include "encoding.h"
+#include "inputs.h"
 #include "lossless.h"
 #include "outcome.h"
 
@@ -30,6 +31,7 @@ struct PictureWork {
     LosslessStep lossless = {};          ///< done to JPEG files in place of the step, their coded data being kept
     /// Makes the picture of an input that is no picture itself; absent with the reason noted. Several threads at once.
     std::function<Ref<ZelImage>(const Input&)> open = openInput;
+    std::function<Inputs(const InputOptions&)> collect = collectInputs;
 };
 
 /// Reads each input, applies the step, writes the output. Gives the exit status; throws UsageError.

@@ -163,6 +163,8 @@ TEST(JsonDocuments, ConformToTheirSchemas)
         {"resize", "--width", "20", "a.png", "-o", "out/", "--dry-run"},
         {"convert", "a.png", "-o", "taken.png", "--skip-existing"},
         {"convert", "--lossless", "a.jpg", "-o", "b.jpg"},
+        {"fetch", folder.url("a.png").absoluteString(), folder.url("no.png").absoluteString(), "-o", "{n}.jpg"},
+        {"upload", "none.png", "a.png", "--to", "http://127.0.0.1:1/"},
     };
     for (auto words : runs) {
         SCOPED_TRACE(::testing::PrintToString(words));
@@ -171,7 +173,8 @@ TEST(JsonDocuments, ConformToTheirSchemas)
         ASSERT_TRUE(Json::accept(document)) << document;
         EXPECT_EQ(schema.faultsOf(Json::parse(document)), "");
         words.back() = "--jsonl";
-        if (std::count(words.begin(), words.end(), "{n}.png") > 0) // what the first run wrote
+        if (std::count_if(words.begin(), words.end(), [](auto& word) { return word.starts_with("{n}"); }) >
+            0) // what the first run wrote
             words.emplace_back("--force");
         std::istringstream lines(zel(folder, words).out);
         int count = 0;
@@ -187,6 +190,15 @@ TEST(JsonDocuments, ConformToTheirSchemas)
     }
     EXPECT_EQ(Schema("formats.schema.json").faultsOf(Json::parse(zel(folder, {"formats", "--json"}).out)), "");
     EXPECT_EQ(Schema("version.schema.json").faultsOf(Json::parse(zel(folder, {"version", "--json"}).out)), "");
+    std::filesystem::create_directories(folder / "caches/photo/thumbs");
+    folder.put("caches/photo/thumbs/a.png", "some bytes");
+    for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
+             {"list"}, {"stats", "thumbs", "none"}, {"prune", "--older-than", "0"}, {"clear", "--all"}}) {
+        Command command{.words = {"cache", "--json", "--application", "photo"},
+                        .environment = {"XDG_CACHE_HOME=" + (folder / "caches").string()}};
+        command.words.insert(command.words.end(), words.begin(), words.end());
+        EXPECT_EQ(Schema("cache.schema.json").faultsOf(Json::parse(zel(folder, command).out)), "") << words[0];
+    }
     // The check can fail.
     EXPECT_EQ(
         schema.faultsOf(Json::parse(R"({"version": 2, "verb": 3, "inputs": [{"input": "a", "status": "gone"}]})")),

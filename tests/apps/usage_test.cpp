@@ -193,7 +193,7 @@ TEST(Usage, HelpBeginsWithExamples)
 {
     const TemporaryFolder folder;
     for (const char* const verb : {"export", "resize", "thumbnail", "convert", "watermark", "mask", "average", "colors",
-                                   "compare", "info", "formats", "version"}) {
+                                   "compare", "fetch", "upload", "cache", "info", "formats", "version"}) {
         SCOPED_TRACE(verb);
         const auto help = zel(folder, {"help", verb});
         EXPECT_EQ(help.status, 0);

@@ -40,7 +40,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         return 0;
     const ZelLimits::Scope scope(checks::tightLimits());
     const std::string_view text(reinterpret_cast<const char*>(data) + 1, size - 1);
-    switch (data[0] % 10) {
+    switch (data[0] % 11) {
     case 0:
         tryRecord<Ref<ZelImage>>(text);
         break;
@@ -69,8 +69,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     case 8:
         tryRecord<ZelComposer::Layer>(text);
         break;
-    default:
+    case 9:
         tryRecord<ZelComposer>(text);
+        break;
+    default:
+        tryRecord<ZelExif::BasicData>(text);
     }
     return 0;
 }

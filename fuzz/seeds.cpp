@@ -53,6 +53,10 @@ std::vector<Seed> seedsOf(const std::string& target)
         return pictureSeeds();
     if (target == "boxes")
         return heifSeeds();
+    if (target == "cache_names")
+        return cacheNameSeeds();
+    if (target == "addresses")
+        return addressSeeds();
     return target == "json" ? jsonSeeds() : choiceSeeds();
 }
 

@@ -29,6 +29,9 @@ std::vector<Seed> pictureSeeds();     ///< all of them
 
 /// Documents; the first byte names the record for the fuzz target `json`.
 std::vector<Seed> jsonSeeds();
+/// Names of caches with identifiers in them; addresses and the numbers of machines.
+std::vector<Seed> cacheNameSeeds();
+std::vector<Seed> addressSeeds();
 /// Chains of operations and layouts of pictures: bytes that stand for choices, drawn from a fixed sequence.
 std::vector<Seed> choiceSeeds();
 /// What the fuzz target of that name starts from.

@@ -6,7 +6,7 @@ namespace {
 struct Document {
     const char* name;
     /// the first byte: 0 image, 1 canvas, 2 watermark, 3 colour, 4 key colour, 5 table, 6 .cube text, 7 colour list,
-    /// 8 layer of a composer, 9 composer
+    /// 8 layer of a composer, 9 composer, 10 date and place of a photograph
     char record;
     const char* text;
 };
@@ -65,6 +65,9 @@ const Document documents[] = {
      R"({"id":"c","name":"n","ratio":1.5,"layerList":[],"guideList_":[{"id":"g","orientation":"vertical","location":0.1,"intrinsic":false}],"bgColor":{"red":0,"green":0,"blue":0,"alpha":1},"shouldBeDeleted":false,"selectedLayerId":"l"})"},
     {"composer-mistyped", 9,
      R"({"id":"c","name":"n","ratio":"1","layerList":[{"text":7}],"guideList_":[{}],"bgColor":null,"shouldBeDeleted":0})"},
+    {"shot", 10, R"({"shotDate":646950600.25,"coordinates":{"lat":41.9,"lon":12.5}})"},
+    {"shot-nowhere", 10, R"({"coordinates":{}})"},
+    {"shot-beyond-time", 10, R"({"shotDate":-1e300,"coordinates":{"lat":1e999,"lon":null}})"},
     {"empty", 1, ""},
     {"not-utf8", 2, "{\"position\":\"\xff\xfe\"}"},
     {"escapes", 0,

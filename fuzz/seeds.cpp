@@ -53,6 +53,8 @@ std::vector<Seed> seedsOf(const std::string& target)
         return pictureSeeds();
     if (target == "boxes")
         return heifSeeds();
+    if (target == "exif")
+        return exifSeeds();
     return target == "json" ? jsonSeeds() : choiceSeeds();
 }
 

@@ -5,6 +5,7 @@
 
 #include <zel/zel.h>
 
+#include <iterator>
 #include <optional>
 
 namespace {
@@ -32,6 +33,35 @@ void tryRecord(std::string_view text)
         fuzz::require(writtenAgain<Record>(*once) == once, "the same text when it is read and written again");
 }
 
+/// No JSON, but text too.
+void tryCube(std::string_view text)
+{
+    if (const auto picture = lutPicture(Data({text.begin(), text.end()})))
+        fuzz::require(ZelLut::make(*picture).has_value(), "a table from what was taken for one");
+}
+
+/// By the first byte. Seeds and kept inputs name them: new ones come behind.
+constexpr void (*records[])(std::string_view) = {
+    tryRecord<Ref<ZelImage>>,
+    tryRecord<ZelCanvas>,
+    tryRecord<ZelWatermark>,
+    tryRecord<ZelColor255>,
+    tryRecord<ZelImage::KeyColor>,
+    tryRecord<ZelLut>,
+    tryCube,
+    tryRecord<ZelImageHelper::ZelColorList>,
+    tryRecord<ZelComposer::Layer>,
+    tryRecord<ZelComposer>,
+    tryRecord<Ref<ZelComposerManager>>,
+    tryRecord<ZelCanvasLayer>,
+    tryRecord<ZelCanvasLayer::Source>,
+    tryRecord<ZelExif::BasicData>,
+    tryRecord<ZelComposer::Guide>,
+    tryRecord<ZelComposer::Layer::Text>,
+    tryRecord<ZelComposer::SearchAndReplace>,
+    tryRecord<ZelExif::BasicData::Coordinates>,
+};
+
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
@@ -40,43 +70,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         return 0;
     const ZelLimits::Scope scope(checks::tightLimits());
     const std::string_view text(reinterpret_cast<const char*>(data) + 1, size - 1);
-    switch (data[0] % 12) {
-    case 0:
-        tryRecord<Ref<ZelImage>>(text);
-        break;
-    case 1:
-        tryRecord<ZelCanvas>(text);
-        break;
-    case 2:
-        tryRecord<ZelWatermark>(text);
-        break;
-    case 3:
-        tryRecord<ZelColor255>(text);
-        break;
-    case 4:
-        tryRecord<ZelImage::KeyColor>(text);
-        break;
-    case 5:
-        tryRecord<ZelLut>(text);
-        break;
-    case 6: // no JSON, but text too: a colour cube
-        if (const auto picture = lutPicture(Data({text.begin(), text.end()})))
-            fuzz::require(ZelLut::make(*picture).has_value(), "a table from what was taken for one");
-        break;
-    case 7:
-        tryRecord<ZelImageHelper::ZelColorList>(text);
-        break;
-    case 8:
-        tryRecord<ZelComposer::Layer>(text);
-        break;
-    case 9:
-        tryRecord<ZelComposer>(text);
-        break;
-    case 10:
-        tryRecord<ZelExif::BasicData>(text);
-        break;
-    default:
-        tryRecord<ZelExif::BasicData::Coordinates>(text);
-    }
+    records[data[0] % std::size(records)](text);
     return 0;
 }

@@ -59,6 +59,8 @@ std::vector<Seed> seedsOf(const std::string& target)
         return addressSeeds();
     if (target == "documents")
         return documentSeeds();
+    if (target == "exif")
+        return exifSeeds();
     return target == "json" ? jsonSeeds() : choiceSeeds();
 }
 

@@ -27,6 +27,8 @@ std::vector<Seed> bitmapSeeds();      ///< BMP, icons, PNM: written by hand
 const std::vector<Seed>& heifSeeds(); ///< HEIF and AVIF, in patches of 4 × 4 pixels; made once
 std::vector<Seed> pictureSeeds();     ///< all of them
 
+/// EXIF blocks, bare and in files.
+std::vector<Seed> exifSeeds();
 /// Documents; the first byte names the record for the fuzz target `json`.
 std::vector<Seed> jsonSeeds();
 /// Names of caches with identifiers in them; addresses and the numbers of machines.

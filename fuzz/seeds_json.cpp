@@ -6,7 +6,8 @@ namespace {
 struct Document {
     const char* name;
     /// the first byte: 0 image, 1 canvas, 2 watermark, 3 colour, 4 key colour, 5 table, 6 .cube text, 7 colour list,
-    /// 8 layer of a composer, 9 composer, 10 facts of a photograph, 11 its position
+    /// 8 layer of a composer, 9 composer, 10 manager, 11 layer of a canvas, 12 its source, 13 date and position, 14
+    /// guide, 15 text of a layer, 16 search and replace, 17 position
     char record;
     const char* text;
 };
@@ -65,12 +66,23 @@ const Document documents[] = {
      R"({"id":"c","name":"n","ratio":1.5,"layerList":[],"guideList_":[{"id":"g","orientation":"vertical","location":0.1,"intrinsic":false}],"bgColor":{"red":0,"green":0,"blue":0,"alpha":1},"shouldBeDeleted":false,"selectedLayerId":"l"})"},
     {"composer-mistyped", 9,
      R"({"id":"c","name":"n","ratio":"1","layerList":[{"text":7}],"guideList_":[{}],"bgColor":null,"shouldBeDeleted":0})"},
-    {"facts", 10, R"({"shotDate":646241400.25,"coordinates":{"lat":41.2203,"lon":96.071625}})"},
-    {"facts-without-date", 10, R"({"coordinates":{"lon":-0.0}})"},
-    {"facts-without-position", 10, R"({"shotDate":-1e300})"},
-    {"facts-mistyped", 10, R"({"shotDate":"2021:07:04 15:30:00","coordinates":[41,96]})"},
-    {"position", 11, R"({"lat":5e-324,"lon":1e999})"},
-    {"position-null", 11, R"({"lat":null})"},
+    {"manager", 10,
+     R"({"configurationName":"Default","composerList":[{"id":"c","name":"n","ratio":1.5,"layerList":[],"guideList_":[],"bgColor":{"red":0,"green":0,"blue":0,"alpha":1},"shouldBeDeleted":false}],"selectedComposerId":"c"})"},
+    {"manager-missing", 10, R"({"composerList":[{}]})"},
+    {"canvas-layer", 11,
+     R"({"id":"l","type":"Image","source":{"identification":"shareAppId","shareAppId":"s"},"spatialConforming":"None","transform":{"anchor":[0,0],"position":[1,1],"scale":2,"opacity":1}})"},
+    {"canvas-source", 12, R"({"identification":"url","url":"https://example.org/a%20b?c#d","shareAppId":null})"},
+    {"photograph", 13, R"({"shotDate":648000000.5,"coordinates":{"lat":33.86,"lon":151.21}})"},
+    {"photograph-old", 13, R"({"shotDate":-10178000000,"coordinates":{"lat":null}})"},
+    {"guide", 14, R"({"id":"g","orientation":"vertical","location":-0.0,"intrinsic":true})"},
+    {"text", 15, R"({"text":"a","font":{"name":"Serif","size":12},"alignment":"right","color":null})"},
+    {"search-and-replace", 16, R"({"search":"NAME","replace":"Anna"})"},
+    {"facts", 13, R"({"shotDate":646241400.25,"coordinates":{"lat":41.2203,"lon":96.071625}})"},
+    {"facts-without-date", 13, R"({"coordinates":{"lon":-0.0}})"},
+    {"facts-without-position", 13, R"({"shotDate":-1e300})"},
+    {"facts-mistyped", 13, R"({"shotDate":"2021:07:04 15:30:00","coordinates":[41,96]})"},
+    {"position", 17, R"({"lat":5e-324,"lon":1e999})"},
+    {"position-null", 17, R"({"lat":null})"},
     {"empty", 1, ""},
     {"not-utf8", 2, "{\"position\":\"\xff\xfe\"}"},
     {"escapes", 0,

@@ -7,24 +7,30 @@ namespace {
 
 using Seconds = std::chrono::duration<double>;
 
-/// 2001-01-01 00:00:00 UTC.
-constexpr Date reference = Date(std::chrono::seconds(978'307'200));
+/// From 1970 to 2001-01-01 00:00:00 UTC.
+constexpr std::chrono::seconds reference(978'307'200);
 /// A clock of nanoseconds in 64 bits reaches 292 years to either side of 1970.
-constexpr double furthest = 8.2e9;
+constexpr double furthest = 9.2e9;
 
 } // namespace
 
+// Whole seconds and the rest apart: from 1678 to 2001 there are more nanoseconds than 64 bits hold.
+
 OrderedJson JsonForm<Date>::write(const Date& value, const JsonPath& path)
 {
-    return JsonForm<double>::write(Seconds(value - reference).count(), path);
+    const auto whole = std::chrono::floor<std::chrono::seconds>(value);
+    const Seconds seconds(whole.time_since_epoch() - reference), rest(value - whole);
+    return JsonForm<double>::write((seconds + rest).count(), path);
 }
 
 Date JsonForm<Date>::read(const JsonReader& in)
 {
     const double seconds = JsonForm<double>::read(in);
-    if (!(std::fabs(seconds) < furthest))
+    const double whole = std::floor(seconds), since1970 = whole + static_cast<double>(reference.count());
+    if (!(std::fabs(since1970) < furthest))
         in.corrupted("the moment lies further away than dates reach");
-    return reference + std::chrono::duration_cast<Date::duration>(Seconds(seconds));
+    return Date(std::chrono::seconds(static_cast<std::int64_t>(since1970))) +
+           std::chrono::round<Date::duration>(Seconds(seconds - whole));
 }
 
 } // namespace zel

@@ -175,7 +175,7 @@ bool NSImageView::isForScreen() const
 {
     QPoint offset;
     const QPaintDevice* target = redirected(&offset);
-    const QBackingStore* screen = backingStore();
+    QBackingStore* screen = backingStore();
     return isVisible() && (target == nullptr || screen == nullptr || target == screen->paintDevice());
 }
 

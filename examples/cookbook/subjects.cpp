@@ -6,7 +6,8 @@ namespace cookbook {
 std::vector<Ref<ZelImage>> cutOut(const Ref<ZelImage>& onWhite)
 {
     const Ref<ZelImage> onNothing = key(onWhite, {.with = {.color = {1, 1, 1, 1}, .tolerance = 60}});
-    return zelFindSeparateSubjects(onNothing, {.padding = 4, .minPixelCount = 100}).value_or(std::vector<Ref<ZelImage>>());
+    return zelFindSeparateSubjects(onNothing, {.padding = 4, .minPixelCount = 100})
+        .value_or(std::vector<Ref<ZelImage>>());
 }
 // [subjects]
 

@@ -117,9 +117,9 @@ namespace Folders {
 /// The name of the application's folders, instead of the program's name. One that cannot be a folder's name is refused
 /// and noted.
 ZEL_API void setApplication(const std::string& name);
-/// $XDG_DATA_HOME/<application>, else ~/.local/share/<application>; empty where there is no home.
+/// `$XDG_DATA_HOME/<application>`, else `~/.local/share/<application>`; empty where there is no home.
 ZEL_API URL data();
-/// $XDG_CACHE_HOME/<application>, else ~/.cache/<application>; empty where there is no home.
+/// `$XDG_CACHE_HOME/<application>`, else `~/.cache/<application>`; empty where there is no home.
 ZEL_API URL caches();
 } // namespace Folders
 

@@ -6,6 +6,7 @@
 #include "table.h"
 #include "text.h"
 
+#include <zel/platform/codecs/codec.h>
 #include <zel/platform/documents/document.h>
 #include <zel/platform/graphics/color_space.h>
 #include <zel/platform/graphics/mean_color.h>
@@ -36,7 +37,7 @@ drawings the pages count as frames; JSON has the size of each, in points.
 
 /// What is told of one picture.
 struct Facts {
-    int width = 0, height = 0;
+    CGSize size; ///< in pixels
     std::string format;
     bool hasAlpha = false;
     int bits = 0;
@@ -51,23 +52,24 @@ struct Facts {
 /// Absent without a failure where it is no encoded picture, but a document that opens as one.
 std::optional<Facts> factsOf(const Input& input, bool withAverage)
 {
-    const auto image = openInput(input);
-    if (!image || !image->cgImage || image->cgImage->facts() == nullptr)
+    const auto source = headerOf(input);
+    const auto stated = source ? pictureFacts(source) : std::nullopt;
+    if (!stated)
         return std::nullopt;
-    const auto& picture = *image->cgImage;
-    const auto& stated = *picture.facts();
     Facts facts;
-    facts.width = picture.width();
-    facts.height = picture.height();
-    facts.format = stated.format;
-    facts.hasAlpha = stated.hasAlpha;
-    facts.bits = stated.bits;
-    facts.profile = stated.layout.colorSpace ? stated.layout.colorSpace->name() : "sRGB";
-    facts.orientation = static_cast<int>(stated.orientation);
-    facts.pointSize = image->image->size();
-    facts.frames = stated.frames;
-    facts.shot = shotFactsOf(input);
-    if (withAverage && !(facts.average = meanColor(picture)))
+    facts.size = uprightSize(*stated);
+    facts.format = stated->format;
+    facts.hasAlpha = stated->hasAlpha;
+    facts.bits = stated->bits;
+    facts.profile = stated->layout.colorSpace ? stated->layout.colorSpace->name() : "sRGB";
+    facts.orientation = static_cast<int>(stated->orientation);
+    facts.pointSize = uprightPoints(*stated);
+    facts.frames = stated->frames;
+    facts.shot = shotFactsOf(*source);
+    if (!withAverage)
+        return facts;
+    const auto image = openInput(input);
+    if (!image || !image->cgImage || !(facts.average = meanColor(*image->cgImage)))
         return std::nullopt;
     return facts;
 }
@@ -106,8 +108,8 @@ double rounded(double value)
 Json jsonOf(const Facts& facts)
 {
     Json json = {
-        {"width", facts.width},
-        {"height", facts.height},
+        {"width", static_cast<int>(facts.size.width)},
+        {"height", static_cast<int>(facts.size.height)},
         {"format", facts.format},
         {"hasAlpha", facts.hasAlpha},
         {"bits", facts.bits},
@@ -152,7 +154,7 @@ TableRow rowOf(const std::string& name, const DocumentFacts& facts, std::size_t 
 TableRow rowOf(const std::string& name, const Facts& facts)
 {
     TableRow row = {printable(name),
-                    fmt::format("{} x {}", facts.width, facts.height),
+                    fmt::format("{:.0f} x {:.0f}", facts.size.width, facts.size.height),
                     facts.format,
                     std::to_string(facts.bits),
                     facts.hasAlpha ? "yes" : "no",

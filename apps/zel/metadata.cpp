@@ -3,7 +3,6 @@
 #include <zel/io/exif.h>
 #include <zel/platform/codecs/exif_extract.h>
 #include <zel/platform/codecs/properties.h>
-#include <zel/platform/foundation/byte_source.h>
 #include <zel/platform/foundation/notes.h>
 
 #include <fmt/format.h>
@@ -12,13 +11,6 @@
 
 namespace zel::program {
 namespace {
-
-Ref<const ByteSource> sourceOf(const Input& input)
-{
-    if (input.failure)
-        return fail(input.failure->code, input.failure->operation, input.failure->message, input.failure->subject);
-    return input.bytes ? ByteSource::of(*input.bytes, input.name) : ByteSource::open(URL::file(input.name));
-}
 
 std::string localTime(Date date)
 {
@@ -39,18 +31,22 @@ std::optional<double> degrees(const PropertyDictionary& fields, std::string_view
 
 } // namespace
 
+Ref<const ByteSource> headerOf(const Input& input)
+{
+    if (input.failure)
+        return fail(input.failure->code, input.failure->operation, input.failure->message, input.failure->subject);
+    return input.bytes ? ByteSource::of(*input.bytes, input.name) : ByteSource::openByPieces(URL::file(input.name));
+}
+
 std::optional<PropertyDictionary> propertiesOf(const Input& input)
 {
-    const auto source = sourceOf(input);
+    const auto source = headerOf(input);
     return source ? readProperties(source) : std::nullopt;
 }
 
-ShotFacts shotFactsOf(const Input& input)
+ShotFacts shotFactsOf(const ByteSource& source)
 {
-    const auto source = sourceOf(input);
-    if (!source)
-        return {};
-    const PropertyDictionary groups = readExifGroups(exifBlockOf(*source));
+    const PropertyDictionary groups = readExifGroups(exifBlockOf(source));
     ShotFacts facts;
     if (const auto date = ZelImageHelper::getShotDateFromExif({groups}))
         facts.date = localTime(*date);

@@ -1,11 +1,15 @@
 #pragma once
 #include "inputs.h"
 
+#include <zel/platform/foundation/byte_source.h>
 #include <zel/platform/foundation/properties.h>
 
 #include <optional>
 
 namespace zel::program {
+
+/// The bytes of an input, of a file no more than is asked for; null with the reason noted.
+Ref<const ByteSource> headerOf(const Input& input);
 
 /// The properties of an input's first picture; absent with the reason noted.
 std::optional<PropertyDictionary> propertiesOf(const Input& input);
@@ -15,7 +19,7 @@ struct ShotFacts {
     std::string date;               ///< "2021-07-04T15:30:00", the camera's own time; empty where none is told
     std::optional<double> lat, lon; ///< degrees without a hemisphere
 };
-/// What an input says of it; nothing where it cannot be read.
-ShotFacts shotFactsOf(const Input& input);
+/// What a file says of it; nothing where it says nothing.
+ShotFacts shotFactsOf(const ByteSource& source);
 
 } // namespace zel::program

@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <random>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -164,6 +165,28 @@ TEST(ByteSource, OpenedLightlyIsLostWhereTheFileIsAnotherOne)
         EXPECT_EQ(readText(*file, 0, 3), row.isLost ? "" : "xxx");
         EXPECT_EQ(report.notes().size(), row.isLost ? 1U : 0U);
     }
+}
+
+TEST(ByteSource, OpenedByPiecesReadsWhatIsAskedFor)
+{
+    const TemporaryFolder folder;
+    std::mt19937 random(1);
+    std::string text(40'000, '.');
+    for (char& letter : text)
+        letter = static_cast<char>(random());
+    const Ref<const ByteSource> source = ByteSource::openByPieces(folder.put("file", text));
+    ASSERT_TRUE(source);
+    EXPECT_EQ(source->size(), text.size());
+    EXPECT_TRUE(source->whole().empty());
+    for (int round = 0; round < 2000; ++round) {
+        const std::size_t offset = random() % (text.size() + 10), count = random() % (round % 5 == 0 ? 10'000 : 40);
+        ASSERT_EQ(readText(*source, offset, count), offset < text.size() ? text.substr(offset, count) : "") << offset;
+    }
+    EXPECT_EQ(readText(*source, std::numeric_limits<std::uint64_t>::max(), 9), "");
+    EXPECT_FALSE(ByteSource::openByPieces(folder.url("none")));
+    const Ref<const ByteSource> empty = ByteSource::openByPieces(folder.put("empty", ""));
+    ASSERT_TRUE(empty);
+    EXPECT_EQ(readText(*empty, 0, 1), "");
 }
 
 TEST(ByteSource, IsShortWhereTheFileWasCutMeanwhile)

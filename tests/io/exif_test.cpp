@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
@@ -251,6 +252,23 @@ TEST_F(ExifTest, WhatIsNotStatedIsAbsent)
     }
 }
 
+/// What stands behind a JPEG's header is not looked at: the facts of a file that holds no more are there.
+TEST_F(ExifTest, NeedsNoMoreOfAJpegThanItsHeader)
+{
+    Bytes bytes = jpegWith(sydney(true));
+    const Bytes startOfScan = {0xFF, 0xDA};
+    const auto scan = std::search(bytes.begin(), bytes.end(), startOfScan.begin(), startOfScan.end());
+    ASSERT_NE(scan, bytes.end());
+    constexpr std::ptrdiff_t scanHeader = 2 + 12; // of three components
+    bytes.erase(scan + scanHeader, bytes.end());
+    const URL file = write(bytes);
+    EXPECT_EQ(makeZelImage(file), nullptr);
+    EXPECT_EQ(ZelExif::basicData({file}).shotDate, local(2021, 7, 4, 15, 30, 0));
+    EXPECT_EQ(std::get<std::int64_t>(ZelExif::exifDict({file}).at("PixelWidth")), 8);
+    bytes.erase(bytes.end() - scanHeader, bytes.end());
+    EXPECT_TRUE(ZelExif::exifDict({write(bytes)}).empty()) << "no scan begins";
+}
+
 TEST_F(ExifTest, ParsesOneFormOfDate)
 {
     EXPECT_EQ(ZelExif::convertEXIFDateTimeToDate({.dateTimeOriginal = "2024:02:29 23:59:59"}),
@@ -293,6 +311,16 @@ TEST_F(ExifTest, JsonLeavesOutWhatIsAbsent)
     EXPECT_EQ(decode<BasicData>(encode(data)), data);
     EXPECT_EQ(std::hash<BasicData>()(decode<BasicData>(encode(data))), std::hash<BasicData>()(data));
     EXPECT_NE(std::hash<BasicData>()(data), std::hash<BasicData>()(BasicData()));
+    // The oldest and the youngest that photographs may have; texts that stay the same.
+    for (const Date date :
+         {local(1678, 1, 1, 0, 0, 0), local(1999, 12, 31, 23, 59, 59), local(2261, 12, 31, 23, 59, 59)})
+        EXPECT_EQ(decode<BasicData>(encode(BasicData{.shotDate = date, .coordinates = {}})).shotDate, date);
+    for (const char* const text : {"0.1", "3e-09", "-0.75", "-10000000000.5", "648000000.123"}) {
+        const std::string once =
+            encode(decode<BasicData>(R"({"shotDate":)" + std::string(text) + R"(,"coordinates":{}})"));
+        EXPECT_EQ(encode(decode<BasicData>(once)), once) << text;
+        EXPECT_NE(once.find(text), std::string::npos) << once;
+    }
     EXPECT_THROW(decode<BasicData>(R"({"shotDate":1e300})"), ZelDecodingError);
     EXPECT_THROW(decode<BasicData>(R"({"coordinates":{"lat":"1"}})"), ZelDecodingError);
 }

@@ -117,7 +117,7 @@ namespace ZelExif {
 
 PropertyDictionary exifDict(Of file)
 {
-    const Ref<const ByteSource> source = ByteSource::open(file.of);
+    const Ref<const ByteSource> source = ByteSource::openByPieces(file.of);
     if (!source) {
         Console::print("Failed to create image source");
         return {};
@@ -153,7 +153,7 @@ namespace ZelImageHelper {
 
 std::optional<PropertyDictionary> getExifData(ExifOf file)
 {
-    const Ref<const ByteSource> source = ByteSource::open(file.of);
+    const Ref<const ByteSource> source = ByteSource::openByPieces(file.of);
     if (!source) {
         Console::print("Error creating image source");
         return std::nullopt;

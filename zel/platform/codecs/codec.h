@@ -3,6 +3,7 @@
 #include <zel/platform/graphics/pixel_provider.h>
 
 #include <array>
+#include <optional>
 
 namespace zel {
 
@@ -16,6 +17,8 @@ struct Codec {
     Ref<const PixelProvider> (*open)(const Ref<const ByteSource>& source);
     /// Of a format whose decoder stands in a module: whether it can be opened; `missingPart` is noted where it cannot.
     bool (*isInstalled)() = nullptr;
+    /// The facts from the header alone, without that proof; null for formats that have no shorter way than `open`.
+    std::optional<PictureFacts> (*readFacts)(const Ref<const ByteSource>& source) = nullptr;
 };
 
 inline constexpr std::size_t headBytes = 64;
@@ -25,6 +28,9 @@ ZEL_API std::span<const Codec> codecs();
 /// The one way in: recognises the format and opens the picture. Null with the reason noted (notAnImage for what no
 /// codec recognises, truncated for an empty file).
 Ref<const PixelProvider> openPicture(const Ref<const ByteSource>& source);
+/// What the picture says of itself, by the shortest way: of a JPEG no more is read than its header. Absent with the
+/// reason noted.
+ZEL_API std::optional<PictureFacts> pictureFacts(const Ref<const ByteSource>& source);
 
 /// What a format's file defines, one a file (jpeg.cpp, png.cpp, tiff.cpp) or a container (heif.cpp).
 extern const Codec jpegCodec;

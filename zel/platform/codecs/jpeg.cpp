@@ -325,21 +325,26 @@ bool recognisesJpeg(std::span<const std::uint8_t> head)
     return head.size() >= 3 && head[0] == 0xFF && head[1] == 0xD8 && head[2] == 0xFF;
 }
 
-Ref<const PixelProvider> openJpeg(const Ref<const ByteSource>& source)
-{
-    const SubjectScope subject(source->subject());
-    const Deadline deadline;
+/// What stands in front of the first scan.
+struct Header {
     JpegMarkers markers;
-    if (!readJpegMarkers(*source, deadline, markers))
-        return nullptr;
-    JpegDecoder decoder(*source, deadline);
+    PictureFacts facts;
+    bool isInk = false, isInverted = false;
+    Ref<const CGColorSpace> inkSpace;
+};
+
+bool readHeader(JpegDecoder& decoder, const ByteSource& source, const Deadline& deadline, Header& header)
+{
+    JpegMarkers& markers = header.markers;
+    if (!readJpegMarkers(source, deadline, markers))
+        return false;
     if (!decoder.readHeader())
-        return failFrom(decoder, *source);
+        return failFrom(decoder, source);
     const jpeg_decompress_struct& info = decoder.info();
     if (!withinDecodeLimits(info.image_width, info.image_height, decodingBytesPerPixel(decoder), operation))
-        return nullptr;
+        return false;
 
-    PictureFacts facts;
+    PictureFacts& facts = header.facts;
     facts.format = "jpeg";
     facts.layout.width = static_cast<int>(info.image_width);
     facts.layout.height = static_cast<int>(info.image_height);
@@ -348,20 +353,40 @@ Ref<const PixelProvider> openJpeg(const Ref<const ByteSource>& source)
     facts.orientation = markers.exif.orientation;
     facts.frames = markers.pictures;
     setResolution(facts, info, markers.exif);
-    const bool isInk = isFourColour(info);
-    const bool isInverted = info.saw_Adobe_marker != FALSE;
-    Ref<const CGColorSpace> space;
+    header.isInk = isFourColour(info);
+    header.isInverted = info.saw_Adobe_marker != FALSE;
     if (!markers.profile.empty())
-        space = CGColorSpace::fromProfile(std::move(markers.profile), isInk ? 4 : info.num_components, operation);
-    if (!isInk)
-        facts.layout.colorSpace = std::exchange(space, nullptr);
-    if (!hasFewScans(decoder, markers, *source) || !proveFirstRow(decoder, *source))
+        header.inkSpace =
+            CGColorSpace::fromProfile(std::move(markers.profile), header.isInk ? 4 : info.num_components, operation);
+    if (!header.isInk)
+        facts.layout.colorSpace = std::exchange(header.inkSpace, nullptr);
+    return true;
+}
+
+Ref<const PixelProvider> openJpeg(const Ref<const ByteSource>& source)
+{
+    const SubjectScope subject(source->subject());
+    const Deadline deadline;
+    JpegDecoder decoder(*source, deadline);
+    Header header;
+    if (!readHeader(decoder, *source, deadline, header) || !hasFewScans(decoder, header.markers, *source) ||
+        !proveFirstRow(decoder, *source))
         return nullptr;
-    return std::make_shared<JpegProvider>(source, std::move(facts), isInk, std::move(space), isInverted);
+    return std::make_shared<JpegProvider>(source, std::move(header.facts), header.isInk, std::move(header.inkSpace),
+                                          header.isInverted);
+}
+
+std::optional<PictureFacts> readJpegFacts(const Ref<const ByteSource>& source)
+{
+    const SubjectScope subject(source->subject());
+    const Deadline deadline;
+    JpegDecoder decoder(*source, deadline);
+    Header header;
+    return readHeader(decoder, *source, deadline, header) ? std::optional(std::move(header.facts)) : std::nullopt;
 }
 
 } // namespace
 
-const Codec jpegCodec{"jpeg", "jpg jpeg", recognisesJpeg, openJpeg};
+const Codec jpegCodec{"jpeg", "jpg jpeg", recognisesJpeg, openJpeg, nullptr, readJpegFacts};
 
 } // namespace zel

@@ -9,7 +9,8 @@
 namespace zel {
 namespace {
 
-constexpr std::size_t windowBytes = std::size_t{64} << 10;      // of a file that is read by pieces
+constexpr std::size_t windowBytes = std::size_t{64} << 10;      // of a file that is read by pieces,
+constexpr std::size_t firstWindowBytes = std::size_t{8} << 10;  // the first ones being smaller: headers may be all
 constexpr std::size_t memoryWindowBytes = std::size_t{1} << 20; // of bytes in memory, between looks at the clock
 constexpr std::array<JOCTET, 2> endOfImage{0xFF, JPEG_EOI};
 
@@ -25,6 +26,7 @@ struct JpegDecoder::Input {
     std::span<const std::uint8_t> whole;
     std::uint64_t position = 0; // behind the window
     bool ended = false;
+    std::size_t nextWindowBytes = firstWindowBytes;
     std::unique_ptr<std::uint8_t[]> window;
 
     Input(const ByteSource& from, const Deadline& until, JpegErrors& failures)
@@ -52,7 +54,8 @@ struct JpegDecoder::Input {
             count = std::min<std::size_t>(whole.size() - first, memoryWindowBytes);
             manager.next_input_byte = whole.data() + first;
         } else {
-            count = source.read(position, {window.get(), windowBytes});
+            count = source.read(position, {window.get(), nextWindowBytes});
+            nextWindowBytes = std::min(2 * nextWindowBytes, windowBytes);
             manager.next_input_byte = window.get();
         }
         position += count;

@@ -8,10 +8,10 @@ namespace zel {
 
 std::optional<PropertyDictionary> readProperties(const Ref<const ByteSource>& source)
 {
-    const Ref<const PixelProvider> picture = openPicture(source);
-    if (!picture)
+    const std::optional<PictureFacts> stated = pictureFacts(source);
+    if (!stated)
         return std::nullopt;
-    const PictureFacts& facts = picture->facts();
+    const PictureFacts& facts = *stated;
     PropertyDictionary properties = readExifGroups(exifBlockOf(*source));
     const auto integer = [&properties](const char* name, std::int64_t value) { properties[name] = value; };
     integer("PixelWidth", facts.layout.width);

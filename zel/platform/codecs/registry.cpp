@@ -100,24 +100,54 @@ std::span<const Codec> codecs()
     return all;
 }
 
+namespace {
+
+/// Null with the reason noted.
+const Codec* codecOf(const ByteSource& source)
+{
+    const auto none = [](ZelFailureCode code, std::string reason) {
+        (void)fail(code, "decode", std::move(reason));
+        return nullptr;
+    };
+    if (source.size() == 0)
+        return none(ZelFailureCode::truncated, "the file is empty");
+    std::uint8_t bytes[headBytes];
+    const Head head = Head(bytes).first(source.read(0, bytes));
+    if (head.empty())
+        return none(ZelFailureCode::unreadable, "its first bytes cannot be read");
+    for (const Codec& codec : codecs())
+        if (codec.recognises(head))
+            return &codec;
+    return none(ZelFailureCode::notAnImage, fmt::format("it holds {}; {} can be read", guess(head), readableFormats()));
+}
+
+} // namespace
+
 Ref<const PixelProvider> openPicture(const Ref<const ByteSource>& source)
 try {
     if (!source)
         return failAbsentInput("decode");
     const SubjectScope scope(source->subject());
-    if (source->size() == 0)
-        return fail(ZelFailureCode::truncated, "decode", "the file is empty");
-    std::uint8_t bytes[headBytes];
-    const Head head = Head(bytes).first(source->read(0, bytes));
-    if (head.empty())
-        return fail(ZelFailureCode::unreadable, "decode", "its first bytes cannot be read");
-    for (const Codec& codec : codecs())
-        if (codec.recognises(head))
-            return codec.open(source);
-    return fail(ZelFailureCode::notAnImage, "decode",
-                fmt::format("it holds {}; {} can be read", guess(head), readableFormats()));
+    const Codec* const codec = codecOf(*source);
+    return codec != nullptr ? codec->open(source) : nullptr;
 } catch (const std::bad_alloc&) {
     return fail(ZelFailureCode::outOfMemory, "decode", "no memory to open the picture");
+}
+
+std::optional<PictureFacts> pictureFacts(const Ref<const ByteSource>& source)
+try {
+    if (!source)
+        return failAbsentInput("decode");
+    const SubjectScope scope(source->subject());
+    const Codec* const codec = codecOf(*source);
+    if (codec == nullptr)
+        return std::nullopt;
+    if (codec->readFacts != nullptr)
+        return codec->readFacts(source);
+    const Ref<const PixelProvider> picture = codec->open(source);
+    return picture ? std::optional(picture->facts()) : std::nullopt;
+} catch (const std::bad_alloc&) {
+    return fail(ZelFailureCode::outOfMemory, "decode", "no memory to read the header of the picture");
 }
 
 } // namespace zel

@@ -10,7 +10,9 @@
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <mutex>
 #include <new>
+#include <vector>
 
 namespace zel {
 namespace {
@@ -90,6 +92,39 @@ private:
     std::uint64_t size_;
 };
 
+/// Small reads are served from a piece of the file, since readers of headers take a few bytes at a time.
+class PiecewiseFile final : public ByteSource {
+public:
+    PiecewiseFile(FileHandle file, std::uint64_t size, std::string subject)
+        : file_(std::move(file), size, std::move(subject))
+    {
+        subject_ = file_.subject();
+    }
+    [[nodiscard]] std::uint64_t size() const override { return file_.size(); }
+    [[nodiscard]] std::size_t read(std::uint64_t offset, std::span<std::uint8_t> into) const override
+    {
+        if (into.size() > pieceBytes / 2 || offset >= file_.size())
+            return file_.read(offset, into);
+        const std::scoped_lock lock(mutex_);
+        if (offset < start_ || offset + into.size() > start_ + held_) {
+            held_ = file_.read(offset, piece_);
+            start_ = offset;
+        }
+        const std::size_t first = static_cast<std::size_t>(offset - start_);
+        const std::size_t count = std::min(into.size(), held_ - std::min(first, held_));
+        std::copy_n(piece_.begin() + static_cast<std::ptrdiff_t>(first), count, into.begin());
+        return count;
+    }
+
+private:
+    static constexpr std::size_t pieceBytes = std::size_t{8} << 10;
+    const OpenFile file_;
+    mutable std::mutex mutex_;
+    mutable std::vector<std::uint8_t> piece_ = std::vector<std::uint8_t>(pieceBytes);
+    mutable std::uint64_t start_ = 0;
+    mutable std::size_t held_ = 0;
+};
+
 Absent refuse(ZelFailureCode code, const std::filesystem::path& path, const std::string& reason)
 {
     return fail(code, operation, path.filename().string() + ": " + reason, path.string());
@@ -107,9 +142,9 @@ Ref<const ByteSource> readWhole(const FileHandle& file, std::uint64_t size, cons
     return std::make_shared<const WholeFile>(std::move(bytes), *got, path.string());
 }
 
-enum class Larger { staysOpen, isReopened };
+enum class Way { bySize, byPieces, lightly, whole };
 
-Ref<const ByteSource> openRegular(const URL& file, std::uint64_t wholeUpTo, Larger larger = Larger::staysOpen)
+Ref<const ByteSource> openRegular(const URL& file, Way way)
 {
     if (!file.isFile())
         return fail(ZelFailureCode::invalidArgument, operation,
@@ -133,10 +168,12 @@ Ref<const ByteSource> openRegular(const URL& file, std::uint64_t wholeUpTo, Larg
     if (const std::uint64_t limit = ZelLimits::current().inputBytes; size > limit)
         return refuse(ZelFailureCode::limit, path,
                       fmt::format("the file has {}, the limit is {}", byteText(size), byteText(limit)));
-    if (size <= wholeUpTo)
+    if (way == Way::whole || (way == Way::bySize && size <= readAtOnce) || (way == Way::lightly && size <= readLightly))
         return readWhole(handle, size, path);
-    if (larger == Larger::isReopened)
+    if (way == Way::lightly)
         return std::make_shared<const ReopenedFile>(std::move(handle), facts, path.string());
+    if (way == Way::byPieces)
+        return std::make_shared<const PiecewiseFile>(std::move(handle), size, path.string());
     return std::make_shared<const OpenFile>(std::move(handle), size, path.string());
 }
 
@@ -144,17 +181,22 @@ Ref<const ByteSource> openRegular(const URL& file, std::uint64_t wholeUpTo, Larg
 
 Ref<const ByteSource> ByteSource::open(const URL& file)
 {
-    return openRegular(file, readAtOnce);
+    return openRegular(file, Way::bySize);
+}
+
+Ref<const ByteSource> ByteSource::openByPieces(const URL& file)
+{
+    return openRegular(file, Way::byPieces);
 }
 
 Ref<const ByteSource> ByteSource::openWhole(const URL& file)
 {
-    return openRegular(file, std::numeric_limits<std::uint64_t>::max());
+    return openRegular(file, Way::whole);
 }
 
 Ref<const ByteSource> ByteSource::openLightly(const URL& file)
 {
-    return openRegular(file, readLightly, Larger::isReopened);
+    return openRegular(file, Way::lightly);
 }
 
 Ref<const ByteSource> ByteSource::of(Data bytes, std::string subject)

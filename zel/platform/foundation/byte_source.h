@@ -22,6 +22,9 @@ public:
     /// noted (notFound, unreadable, limit), for what is missing, no regular file, or larger than `inputBytes`. Never
     /// waits for the other end of a pipe.
     static Ref<const ByteSource> open(const URL& file);
+    /// The same, but never read whole: what is not asked for stays on the disk, but for the rest of a piece of 8 KiB.
+    /// For headers.
+    static Ref<const ByteSource> openByPieces(const URL& file);
     /// The same, but read whole whatever its size, so that nothing done to the file later can be seen.
     static Ref<const ByteSource> openWhole(const URL& file);
     /// The same for those who keep many: up to 128 KiB read at once, a larger one read by pieces and opened again where

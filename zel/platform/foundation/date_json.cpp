@@ -10,7 +10,7 @@ using Seconds = std::chrono::duration<double>;
 /// From 1970 to 2001-01-01 00:00:00 UTC.
 constexpr std::chrono::seconds reference(978'307'200);
 /// A clock of nanoseconds in 64 bits reaches 292 years to either side of 1970.
-constexpr double furthest = 9.2e9;
+constexpr double furthest = 9.223e9;
 
 } // namespace
 

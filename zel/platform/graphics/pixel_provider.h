@@ -28,6 +28,25 @@ struct PictureFacts {
     bool hasAlpha = false;
 };
 
+/// Width and height upright, in pixels.
+inline CGSize uprightSize(const PictureFacts& facts)
+{
+    const CGSize stored{static_cast<CGFloat>(facts.layout.width), static_cast<CGFloat>(facts.layout.height)};
+    return swapsSides(facts.orientation) ? CGSize{stored.height, stored.width} : stored;
+}
+
+/// Upright, in points: pixels × 72 ÷ the resolution, or one a pixel where the file has none.
+inline CGSize uprightPoints(const PictureFacts& facts)
+{
+    constexpr double pointsPerInch = 72;
+    const auto points = [](int pixels, double dpi) {
+        return dpi > 0 ? pixels * pointsPerInch / dpi : static_cast<CGFloat>(pixels);
+    };
+    // The resolution stands beside the stored rows: a picture that lies on its side takes it along.
+    const CGSize stored{points(facts.layout.width, facts.dpiX), points(facts.layout.height, facts.dpiY)};
+    return swapsSides(facts.orientation) ? CGSize{stored.height, stored.width} : stored;
+}
+
 /// Takes rows as they are decoded: `rows` begins at row `first`. False stops the decoding.
 using RowSink = std::function<bool(int first, const engine::ConstPixels& rows)>;
 

@@ -54,17 +54,9 @@ Ref<NSImage> makeEncodedImage(const Ref<const ByteSource>& source)
         return ofDocument(source, *kind);
     const SubjectScope subject(source->subject());
     const Ref<const CGImage> image = CGImage::make(openPicture(source));
-    if (!image)
-        return nullptr;
-    // Resolution is stored beside the stored rows: a picture that lies on its side swaps it along.
-    double dpiX = image->facts()->dpiX, dpiY = image->facts()->dpiY;
-    if (swapsSides(image->facts()->orientation))
-        std::swap(dpiX, dpiY);
-    const auto points = [](int pixels, double dpi) {
-        return dpi > 0 ? pixels * 72.0 / dpi : static_cast<CGFloat>(pixels);
-    };
-    const Ref<NSImage> result = NSImage::make(image, {points(image->width(), dpiX), points(image->height(), dpiY)});
-    NSImageAccess::state(*result).source = source;
+    const Ref<NSImage> result = image ? NSImage::make(image, uprightPoints(*image->facts())) : nullptr;
+    if (result)
+        NSImageAccess::state(*result).source = source;
     return result;
 }
 

@@ -104,6 +104,8 @@ std::string caseOf(const DescribedVerb& described, const std::vector<std::string
         text += "            if ((first)) && [[ $word != -* ]]; then\n";
         text += fmt::format("                _zel_words \"$word\"{}\n                return\n            fi\n",
                             listed(first.words));
+        if (!first.filesFollow)
+            text += "            return\n";
         break;
     case FirstOperand::Kind::file:
         break;

@@ -3,10 +3,11 @@
 namespace zel::program {
 namespace {
 
-/// "check|show|replace FILE.json..." begins with a choice, "[VERB]" with a verb, "INPUT..." with a file.
+/// "check|show|replace FILE.json..." begins with a choice, "[VERB]" with a verb, "INPUT..." with a file, "ADDRESS..."
+/// with what nobody can guess.
 FirstOperand firstOperandOf(const Verb& verb, const Description& description)
 {
-    if (!description.takesOperands)
+    if (!description.takesOperands || verb.operands.starts_with("ADDRESS"))
         return {FirstOperand::Kind::nothing};
     auto operand = verb.operands.substr(0, verb.operands.find(' '));
     if (operand == "[VERB]")
@@ -14,6 +15,7 @@ FirstOperand firstOperandOf(const Verb& verb, const Description& description)
     if (operand.find('|') == std::string_view::npos)
         return {};
     FirstOperand first{FirstOperand::Kind::word};
+    first.filesFollow = verb.operands.find("FILE") != std::string_view::npos;
     for (auto bar = operand.find('|'); bar != std::string_view::npos; bar = operand.find('|')) {
         first.words.emplace_back(operand.substr(0, bar));
         operand.remove_prefix(bar + 1);

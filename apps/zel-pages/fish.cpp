@@ -66,7 +66,8 @@ std::string linesOf(const DescribedVerb& described, const std::vector<std::strin
         break;
     case FirstOperand::Kind::word:
         text += fmt::format("{} -a {}\n", when("; and __zel_words_are 2"), listed(first.words));
-        text += fmt::format("{} -F\n", when("; and not __zel_words_are 2"));
+        if (first.filesFollow)
+            text += fmt::format("{} -F\n", when("; and not __zel_words_are 2"));
         break;
     case FirstOperand::Kind::file:
         text += fmt::format("{} -F\n", when(""));

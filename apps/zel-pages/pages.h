@@ -9,7 +9,8 @@ namespace zel::program {
 struct FirstOperand {
     enum class Kind { nothing, file, verb, word };
     Kind kind = Kind::file;
-    std::vector<std::string> words = {}; ///< of Kind::word, behind which files follow
+    std::vector<std::string> words = {}; ///< of Kind::word
+    bool filesFollow = false;            ///< behind such a word
 };
 
 struct DescribedVerb {

@@ -56,7 +56,7 @@ std::string caseOf(const DescribedVerb& described, const std::string& allVerbs)
         add(quoted(fmt::format("1:verb:({})", allVerbs)));
     if (first.kind == FirstOperand::Kind::word)
         add(quoted(fmt::format("1:action:({})", fmt::join(first.words, " "))));
-    if (first.kind == FirstOperand::Kind::word || first.kind == FirstOperand::Kind::file)
+    if (first.filesFollow || first.kind == FirstOperand::Kind::file)
         add(quoted("*:file:_files"));
     return text + "\n                    ;;\n";
 }

@@ -78,7 +78,8 @@ def check_bash(folder):
     file = str(FOLDER / "bash" / "zel")
     asked = [["zel", ""], ["zel", "ex"], ["zel", "help", "conv"], ["zel", "export", "a"], ["zel", "export", "x", "-o", "a"],
              ["zel", "join", "--side", "=", ""], ["zel", "export", "--position", "Top\\ "], ["zel", "export", "--position", '"Top R'],
-             ["zel", "export", "--width", ""], ["zel", "composer", ""], ["zel", "composer", "check", "a"]]
+             ["zel", "export", "--width", ""], ["zel", "composer", ""], ["zel", "composer", "check", "a"],
+             ["zel", "cache", "list", "a"], ["zel", "fetch", "a"]]
     asked += [["zel", verb, "-"] for verb in VERBS]
     (folder / "asked").write_text("".join("\t".join(words) + "\n" for words in asked))
     status, out, said = run("bash", "-c", BASH, "bash", file, "asked", cwd=folder)
@@ -86,7 +87,7 @@ def check_bash(folder):
     got = [set(filter(None, line.split("\t"))) for line in out.splitlines()]
     expected = [set(VERBS), {verb for verb in VERBS if verb.startswith("ex")}, {"convert", "convolve"}, {"a b.png", "asked"}, {"a b.png", "asked"},
                 {"right", "below"}, {"Top\\ Left", "Top\\ Center", "Top\\ Right"}, {"Top Right"},
-                set(), {"check", "show", "replace"}, {"a b.png", "asked"}]
+                set(), {"check", "show", "replace"}, {"a b.png", "asked"}, set(), set()]
     expected += [FLAGS[verb] for verb in VERBS]
     for words, found, wanted in zip(asked, got, expected):
         expect(found == wanted, f"bash completes {words} to {sorted(found)}, not {sorted(wanted)}")

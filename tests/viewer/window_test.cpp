@@ -147,6 +147,9 @@ TEST_F(ViewerWindow, TakesWhatIsDropped)
 {
     QMimeData data;
     data.setUrls({QUrl::fromLocalFile(QString::fromStdString((folder_ / "p10.png").string()))});
+    QDragEnterEvent enter(QPoint(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier); // or nothing drops
+    QApplication::sendEvent(&window_, &enter);
+    EXPECT_TRUE(enter.isAccepted());
     QDropEvent drop(QPointF(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(&window_, &drop);
     settle();

@@ -2,6 +2,8 @@
 
 namespace cookbook {
 
+using namespace zel;
+
 // [byte_limit]
 bool saveWithin(const URL& photo, const URL& target, std::int64_t bytes)
 {

@@ -2,6 +2,8 @@
 
 namespace cookbook {
 
+using namespace zel;
+
 // [document]
 std::string makeDocument(const URL& ground, const URL& mark)
 {

@@ -4,6 +4,8 @@
 
 namespace cookbook {
 
+using namespace zel;
+
 // [facts]
 std::string tell(const URL& photo)
 {

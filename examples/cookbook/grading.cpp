@@ -2,6 +2,8 @@
 
 namespace cookbook {
 
+using namespace zel;
+
 // [grading]
 Ref<ZelImage> levelAndLighten(const Ref<ZelImage>& photo, double slope)
 {

@@ -2,6 +2,8 @@
 
 namespace cookbook {
 
+using namespace zel;
+
 // [green_screen]
 Ref<ZelImage> placeBefore(const Ref<ZelImage>& greenScreen, const Ref<ZelImage>& ground)
 {

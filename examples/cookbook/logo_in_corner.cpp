@@ -2,6 +2,8 @@
 
 namespace cookbook {
 
+using namespace zel;
+
 // [logo_in_corner]
 bool putLogoInCorner(const URL& photo, const URL& logo, const URL& target)
 {

@@ -2,6 +2,8 @@
 
 namespace cookbook {
 
+using namespace zel;
+
 // [previews]
 Ref<ZelImage> previewOf(const URL& photo)
 {

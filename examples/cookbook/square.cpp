@@ -2,6 +2,8 @@
 
 namespace cookbook {
 
+using namespace zel;
+
 // [square]
 Ref<ZelImage> squareOf(const Ref<ZelImage>& photo, CGPoint middle, double zoom)
 {

@@ -2,6 +2,8 @@
 
 namespace cookbook {
 
+using namespace zel;
+
 // [stopping]
 bool resizeUntilStopped(const URL& photo, const URL& target, std::stop_source& stop, std::function<void(double)> tell)
 {

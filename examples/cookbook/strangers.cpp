@@ -2,6 +2,8 @@
 
 namespace cookbook {
 
+using namespace zel;
+
 // [strangers]
 Ref<ZelImage> openForeign(const URL& file, std::vector<std::string>& remarks)
 {

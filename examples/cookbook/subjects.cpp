@@ -2,6 +2,8 @@
 
 namespace cookbook {
 
+using namespace zel;
+
 // [subjects]
 std::vector<Ref<ZelImage>> cutOut(const Ref<ZelImage>& onWhite)
 {

@@ -2,6 +2,8 @@
 
 namespace cookbook {
 
+using namespace zel;
+
 // [thumbnail]
 bool makeThumbnail(const URL& photo, const URL& thumbnail)
 {

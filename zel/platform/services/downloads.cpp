@@ -1,3 +1,5 @@
+#include <zel/platform/services/downloads.h>
+
 #include <zel/platform/foundation/async.h>
 #include <zel/platform/foundation/atomic_write.h>
 #include <zel/platform/foundation/file_calls.h>
@@ -5,7 +7,6 @@
 #include <zel/platform/foundation/identifiers.h>
 #include <zel/platform/foundation/ordered_tasks.h>
 #include <zel/platform/foundation/percent.h>
-#include <zel/platform/services/downloads.h>
 #include <zel/platform/services/http.h>
 #include <zel/platform/services/services.h>
 

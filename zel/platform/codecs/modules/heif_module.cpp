@@ -33,12 +33,17 @@ struct Decoded {
     Decoded& operator=(const Decoded&) = delete;
     ~Decoded()
     {
-        if (hevc != nullptr)
-            de265_free_decoder(hevc);
+        endHevc();
         if (picture.data[0] != nullptr)
             dav1d_picture_unref(&picture);
         if (av1 != nullptr)
             dav1d_close(&av1);
+    }
+    void endHevc()
+    {
+        if (hevc != nullptr)
+            de265_free_decoder(hevc);
+        hevc = nullptr;
     }
 };
 
@@ -184,7 +189,8 @@ bool fill(const de265_image* image, Planes& planes)
     return true;
 }
 
-bool decodeHevc(const CodedPicture& picture, Decoded& decoded, Planes& planes, const char*& trouble)
+bool decodeHevc(const CodedPicture& picture, int threads, bool withoutSao, Decoded& decoded, Planes& planes,
+                const char*& trouble)
 {
     decoded.hevc = de265_new_decoder();
     if (decoded.hevc == nullptr) {
@@ -194,8 +200,9 @@ bool decodeHevc(const CodedPicture& picture, Decoded& decoded, Planes& planes, c
     decoded.mostPixels = picture.mostPixels;
     de265_image_allocation allocation{getBuffer, releaseBuffer};
     de265_set_image_allocation_functions(decoded.hevc, &allocation, &decoded);
-    if (picture.threads > 1)
-        de265_start_worker_threads(decoded.hevc, picture.threads);
+    de265_set_parameter_bool(decoded.hevc, DE265_DECODER_PARAM_DISABLE_SAO, withoutSao ? 1 : 0);
+    if (threads > 1)
+        de265_start_worker_threads(decoded.hevc, threads);
     const std::size_t lengthSize = pushConfiguration(decoded.hevc, picture.configuration, picture.configurationSize);
     if (lengthSize == 0) {
         trouble = "its decoder configuration makes no sense";
@@ -222,6 +229,21 @@ bool decodeHevc(const CodedPicture& picture, Decoded& decoded, Planes& planes, c
     }
     trouble = more != 0 ? unwanted : decoded.tooLarge ? tooLarge : "there is no picture in its data";
     return false;
+}
+
+/// With its offsets (SAO) libde265 decodes to memory of its own, where parts that damage leaves out are whatever was
+/// there before: of a damaged picture they are left away, and nothing depends on the turns of threads.
+bool decodeHevc(const CodedPicture& picture, Decoded& decoded, Planes& planes, const char*& trouble)
+{
+    if (!decodeHevc(picture, picture.threads, false, decoded, planes, trouble))
+        return false;
+    if (!planes.isDamaged)
+        return true;
+    decoded.endHevc();
+    planes = {};
+    const bool good = decodeHevc(picture, 1, true, decoded, planes, trouble);
+    planes.isDamaged = true;
+    return good;
 }
 
 // --- AV1 ---

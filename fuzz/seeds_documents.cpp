@@ -2,7 +2,9 @@
 
 #include <zel/platform/documents/protocol.h>
 
+#include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace zel::seeds {
 namespace {
@@ -42,9 +44,9 @@ Reply refusal(Status status)
 
 Seed head(const std::string& name, const std::string& text)
 {
-    Seed seed{"head-" + name, {1}, 0, 0};
-    seed.bytes.insert(seed.bytes.end(), text.begin(), text.end());
-    return seed;
+    Bytes bytes(1 + text.size(), 1);
+    std::copy(text.begin(), text.end(), bytes.begin() + 1);
+    return {"head-" + name, std::move(bytes), 0, 0};
 }
 
 } // namespace

@@ -209,7 +209,7 @@ void ShownPicture::arrive(Made made, bool isStopped)
 
 void ShownPicture::tellIfLost(const Made& made)
 {
-    if (made.pixels.isNull() && lost_ && isLost(*made.image))
+    if (lost_ && isLost(*made.image)) // what was read of it is no picture, or half of one
         XMain::execute([picture = weak_from_this(), image = made.image] {
             if (const auto shown = picture.lock(); shown && shown->view_ != nullptr)
                 shown->lost_(image);

@@ -29,8 +29,12 @@ struct NewestWins::State : std::enable_shared_from_this<State> {
         isRunning = counts = true;
         stop = {};
         Queue::execute({}, [self = shared_from_this(), work = std::move(work), token = stop.get_token()] {
-            const ZelProgress progress({}, token);
-            XMain::execute([self, finish = resultOf(work)] { self->end(finish); });
+            Finish finish;
+            { // what follows on the main thread is not stopped along
+                const ZelProgress progress({}, token);
+                finish = resultOf(work);
+            }
+            XMain::execute([self, finish] { self->end(finish); });
         });
     }
 

@@ -58,22 +58,19 @@ void openPage(Opened& opened)
         pdfDocumentToZelImage({.pdfDocumentUrl = opened.place.address, .pageN = opened.place.page, .dpi = dpi});
 }
 
-/// A vector drawing as large as the screen, where it is not larger by itself.
-Ref<ZelImage> openDrawing(const URL& file, double longestSide)
-{
-    const Ref<const CGImage> own = loadCGImage({.aiUrl = file});
-    if (!own)
-        return nullptr;
-    const double scale = longestSide / std::max(own->width(), own->height());
-    const Ref<const CGImage> large = scale > 1 ? loadCGImage({.aiUrl = file, .scaleFactor = scale}) : nullptr;
-    return makeZelImage(large ? large : own);
-}
-
+/// What is drawn and not stored is as sharp as the screen is large.
 void openFile(Opened& opened, double longestSide)
 {
     opened.picture = makeZelImage(opened.place.address);
-    if (!opened.picture && ZelFailure::last().code == ZelFailureCode::notAnImage)
-        opened.picture = openDrawing(opened.place.address, longestSide);
+    if (!opened.picture)
+        return;
+    const CGSize size = opened.picture->size;
+    const double scale = longestSide / std::max(size.width, size.height);
+    if (!(scale > 1))
+        return;
+    const auto large = opened.picture->image->cgImage(CGRect{{0, 0}, {size.width * scale, size.height * scale}});
+    if (large && large->width() > size.width)
+        opened.picture = makeZelImage(large);
 }
 
 void openAddress(Opened& opened)

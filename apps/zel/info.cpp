@@ -49,10 +49,9 @@ struct Facts {
     std::optional<std::array<double, 4>> average;
 };
 
-/// Absent without a failure where it is no encoded picture, but a document that opens as one.
-std::optional<Facts> factsOf(const Input& input, bool withAverage)
+/// Absent where it is no encoded picture.
+std::optional<Facts> factsOf(const Input& input, const Ref<const ByteSource>& source, bool withAverage)
 {
-    const auto source = headerOf(input);
     const auto stated = source ? pictureFacts(source) : std::nullopt;
     if (!stated)
         return std::nullopt;
@@ -205,13 +204,11 @@ int run(const Verb& verb, Words words)
             const auto facts = documentFactsOf(source);
             return facts ? Answer({rowOf(input.name, *facts, titleOf(withAverage).size()), jsonOf(*facts)}) : Answer();
         };
-        // Content decides. But what is called a picture mostly is one, and is opened once only.
-        if (!hasPictureExtension(input.name))
-            if (const auto source = sourceOf(input); source && Document::kindOf(*source))
-                return ofDocument(source);
-        if (const auto facts = factsOf(input, withAverage))
-            return Answer({rowOf(input.name, *facts), jsonOf(*facts)});
-        return ZelFailure::last().code == ZelFailureCode::none ? ofDocument(sourceOf(input)) : Answer();
+        const auto source = headerOf(input);
+        if (source && Document::kindOf(*source)) // content decides, whatever the name
+            return ofDocument(sourceOf(input));
+        const auto facts = factsOf(input, source, withAverage);
+        return facts ? Answer({rowOf(input.name, *facts), jsonOf(*facts)}) : Answer();
     });
     return reporter.finish([&](const std::vector<Outcome>&) { return tableText(titleOf(withAverage), rows); });
 }

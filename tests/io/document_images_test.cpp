@@ -115,10 +115,13 @@ TEST_F(DocumentImages, AreDrawnSharp)
     // Beyond the limits the pixels that are there do.
     const Ref<NSImage> another = NSImage::make(bytesOf(drawing));
     ZelLimits few;
-    few.pixels = 1000;
+    few.pixels = 5000; // of the target 3200; of the whole drawing, where a quarter fills the target, 25600
     const ZelLimits::Scope scope(few);
     ZelFailure::clear();
-    EXPECT_EQ(pixelAt(*drawn({.srcImage = another}), 1, 1), red);
+    const auto small =
+        drawn({.srcImage = another, .srcRect = CGRect{{0, 0}, {5, 5}}, .dstRect = CGRect{{0, 0}, {80, 40}}});
+    ASSERT_TRUE(small) << ZelFailure::last().message;
+    EXPECT_EQ(pixelAt(*small, 1, 1), red);
     EXPECT_EQ(ZelFailure::last().code, ZelFailureCode::none);
 }
 

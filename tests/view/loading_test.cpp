@@ -140,8 +140,9 @@ TEST_F(ViewLoading, AFileThatWasChangedIsLoadedAnew)
 {
     const auto noise = [](int width) { // more than is kept in memory
         return png(makeZelImage(painted(width, 400, CGAlphaInfo::noneSkipLast, [](int x, int y) {
-            const auto mixed =
-                (static_cast<std::uint32_t>(x) * 2654435761U + static_cast<std::uint32_t>(y) * 40503U) * 2246822519U;
+            auto mixed = static_cast<std::uint32_t>(x) * 2654435761U + static_cast<std::uint32_t>(y) * 40503U;
+            mixed = (mixed ^ (mixed >> 15)) * 2246822519U;
+            mixed = (mixed ^ (mixed >> 13)) * 3266489917U;
             return Rgba{static_cast<std::uint8_t>(mixed >> 24), static_cast<std::uint8_t>(mixed >> 16), 9, 255};
         })));
     };

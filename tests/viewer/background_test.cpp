@@ -178,6 +178,7 @@ TEST_F(SessionTest, AnotherPictureTakesThePlaceOfWhatIsUnderWay)
     session_.open({small});
     settle();
     EXPECT_EQ(opened_, 2); // the one between was not shown
+    ASSERT_TRUE(session_.current().picture) << session_.current().message.toStdString();
     EXPECT_EQ(session_.current().picture->size, (CGSize{60, 40}));
     for (const Preview& preview : previews_)
         EXPECT_EQ(preview.size, (CGSize{600, 400}));

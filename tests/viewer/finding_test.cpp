@@ -142,7 +142,7 @@ TEST(Opening, SaysWhyThereIsNoPicture)
         const char* reason;
     };
     const Case cases[] = {
-        {"missing", folder.url("gone.png"), "gone.png cannot be shown.\nNo such file"},
+        {"missing", folder.url("gone.png"), "gone.png cannot be shown.\nGone.png: no such file"},
         {"no picture", folder.put("words.jpg", "just words"), "words.jpg cannot be shown.\n"},
         {"empty", folder.put("empty.png", ""), "empty.png cannot be shown.\n"},
         {"cut in its header", folder.put("cut.png", whole.substr(0, 20)), "cut.png cannot be shown.\n"},

@@ -27,7 +27,8 @@ struct Sides {
 Sides sidesAt(CGSize points, double scale)
 {
     constexpr int most = std::numeric_limits<int>::max();
-    return {truncated(points.width * scale, 0, most), truncated(points.height * scale, 0, most)};
+    constexpr double rounding = 1e-9; // 25.4 mm are 96 units, whatever the division left
+    return {truncated(points.width * scale + rounding, 0, most), truncated(points.height * scale + rounding, 0, most)};
 }
 
 Sides atLeastOne(Sides sides)

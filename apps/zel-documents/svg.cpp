@@ -19,6 +19,13 @@ using Handle = std::unique_ptr<RsvgHandle, Unref>;
 
 constexpr double unitsAnInch = 96; // of CSS
 
+/// Lengths come with what single precision left of them: 25.4 mm are 96 units.
+double settled(double units)
+{
+    constexpr double places = 1e4;
+    return std::round(units * places) / places;
+}
+
 /// 0 for what depends on something else: percentages, the font.
 double unitsOf(const RsvgLength& length)
 {
@@ -88,7 +95,7 @@ private:
         gdouble width = 0, height = 0;
         if (rsvg_handle_get_intrinsic_size_in_pixels(handle_.get(), &width, &height) != FALSE && width > 0 &&
             height > 0) {
-            size_ = {width, height};
+            size_ = {settled(width), settled(height)};
             return;
         }
         gboolean hasWidth = FALSE, hasHeight = FALSE, hasBox = FALSE;

@@ -26,6 +26,55 @@ using testing::TemporaryFolder;
 using Mode = ZelImageStoredCache::Mode;
 namespace fs = std::filesystem;
 
+std::vector<std::string> filesIn(const fs::path& folder)
+{
+    std::vector<std::string> names;
+    for (const auto& entry : fs::recursive_directory_iterator(folder))
+        if (entry.is_regular_file())
+            names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+TEST(StoredCacheFaults, SurvivesEveryFailingCall)
+{
+    const TemporaryFolder folder(true);
+    setenv("XDG_CACHE_HOME", folder.path().c_str(), 1);
+    const auto small = makeZelImage(test::flat(4, 3, {9, 9, 9, 255})), large = makeZelImage(test::flat(8, 3, {}));
+    for (const Mode mode : {Mode::png, Mode::heif}) {
+        for (const auto& [error, shortTo] : {std::pair(ENOSPC, 0), std::pair(EIO, 0), std::pair(0, 3)}) {
+            for (int nth = 1, done = 0; done == 0; ++nth) {
+                SCOPED_TRACE(std::string(rawValue(mode)) + ' ' + std::to_string(error) + ' ' + std::to_string(nth));
+                ASSERT_LT(nth, 200);
+                ZelImageStoredCache cache({.name = "c", .removeItemsAfterDays = 9, .mode = mode});
+                cache.store(small, {.withId = "p"});
+                cache.waitForWrites();
+                {
+                    const FailingFiles failing(
+                        {.nth = nth, .error = error, .shortTo = static_cast<std::size_t>(shortTo)});
+                    cache.store(large, {.withId = "p"});
+                    cache.removeOldItems();
+                    const auto computed = cache.retrieveOrCalc({.imageWithId = "p", .calc = [&] { return large; }});
+                    EXPECT_TRUE(computed);
+                    cache.waitForWrites();
+                    done = failing.fired() ? 0 : 1;
+                }
+                // Old, new, or absent; never half, and nothing beside it.
+                const auto read = cache.retrieveImage({.withId = "p"});
+                EXPECT_EQ(read != nullptr, fs::exists(cache.imageUrl({.with = "p"}).filePath()));
+                EXPECT_TRUE(!read || read->size == small->size || read->size == large->size);
+                EXPECT_LE(filesIn(folder.path()).size(), read ? 1U : 0U);
+                EXPECT_TRUE(done == 0 || (read && read->size == large->size));
+                fs::remove_all(folder / "test_cache");
+            }
+        }
+    }
+    unsetenv("XDG_CACHE_HOME");
+}
+
+// ThreadSanitizer's processes cannot be limited, and the helper is not built with it.
+#ifndef ZEL_TEST_THREAD_SANITIZER
+
 constexpr int cannot = 77; // what the test wants is not allowed here
 
 /// `cache_writer`, in a process of its own, on caches in a folder.
@@ -70,16 +119,6 @@ private:
     ChildProcess child_;
 };
 
-std::vector<std::string> filesIn(const fs::path& folder)
-{
-    std::vector<std::string> names;
-    for (const auto& entry : fs::recursive_directory_iterator(folder))
-        if (entry.is_regular_file())
-            names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
 /// Another run reads what is there or computes it, and keeps it.
 void expectRecovery(const TemporaryFolder& folder)
 {
@@ -89,45 +128,6 @@ void expectRecovery(const TemporaryFolder& folder)
     EXPECT_EQ(once.wait(), 0);
     EXPECT_EQ(once.told(), "png\nheif\n");
 }
-
-TEST(StoredCacheFaults, SurvivesEveryFailingCall)
-{
-    const TemporaryFolder folder(true);
-    setenv("XDG_CACHE_HOME", folder.path().c_str(), 1);
-    const auto small = makeZelImage(test::flat(4, 3, {9, 9, 9, 255})), large = makeZelImage(test::flat(8, 3, {}));
-    for (const Mode mode : {Mode::png, Mode::heif}) {
-        for (const auto& [error, shortTo] : {std::pair(ENOSPC, 0), std::pair(EIO, 0), std::pair(0, 3)}) {
-            for (int nth = 1, done = 0; done == 0; ++nth) {
-                SCOPED_TRACE(std::string(rawValue(mode)) + ' ' + std::to_string(error) + ' ' + std::to_string(nth));
-                ASSERT_LT(nth, 200);
-                ZelImageStoredCache cache({.name = "c", .removeItemsAfterDays = 9, .mode = mode});
-                cache.store(small, {.withId = "p"});
-                cache.waitForWrites();
-                {
-                    const FailingFiles failing(
-                        {.nth = nth, .error = error, .shortTo = static_cast<std::size_t>(shortTo)});
-                    cache.store(large, {.withId = "p"});
-                    cache.removeOldItems();
-                    const auto computed = cache.retrieveOrCalc({.imageWithId = "p", .calc = [&] { return large; }});
-                    EXPECT_TRUE(computed);
-                    cache.waitForWrites();
-                    done = failing.fired() ? 0 : 1;
-                }
-                // Old, new, or absent; never half, and nothing beside it.
-                const auto read = cache.retrieveImage({.withId = "p"});
-                EXPECT_EQ(read != nullptr, fs::exists(cache.imageUrl({.with = "p"}).filePath()));
-                EXPECT_TRUE(!read || read->size == small->size || read->size == large->size);
-                EXPECT_LE(filesIn(folder.path()).size(), read ? 1U : 0U);
-                EXPECT_TRUE(done == 0 || (read && read->size == large->size));
-                fs::remove_all(folder / "test_cache");
-            }
-        }
-    }
-    unsetenv("XDG_CACHE_HOME");
-}
-
-// ThreadSanitizer's processes cannot be limited, and the helper is not built with it.
-#ifndef ZEL_TEST_THREAD_SANITIZER
 
 TEST(StoredCacheFaults, ALimitOnFileSizesKeepsNothing)
 {

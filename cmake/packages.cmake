@@ -55,7 +55,7 @@ JPEG XL, JPEG 2000, and downloads."
   SUGGESTS "libzelimaging-heif0, libzelimaging-documents0" SHLIBS libzelimaging)
 zel_package_of(heif libzelimaging-heif0 libs "image handling for desktop applications - HEIF and AVIF"
   "ZelImaging loads, resizes, watermarks, converts and saves pictures.
-This package holds what reads HEIF and AVIF, and writes HEIF."
+This package holds what reads and writes HEIF and AVIF."
   DEPENDS "${same_library}")
 if(TARGET zel-documents)
   zel_package_of(documents libzelimaging-documents0 libs "image handling for desktop applications - documents"

@@ -143,7 +143,7 @@ TEST(Document, BearsAProgramThatMisbehaves)
     }
     documents::useProgram("/missing/zel-documents");
     EXPECT_EQ(openingFails(), ZelFailureCode::missingPart);
-    EXPECT_NE(ZelFailure::last().message.find("zelimaging-documents"), std::string::npos);
+    EXPECT_NE(ZelFailure::last().message.find("libzelimaging-documents0"), std::string::npos);
     documents::useProgram({});
 }
 

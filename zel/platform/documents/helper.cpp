@@ -32,7 +32,7 @@ constexpr std::string_view programOf(Kind kind)
     return kind == Kind::pdf ? "zel-documents" : "zel-drawings";
 }
 
-constexpr std::string_view package = "zelimaging-documents";
+constexpr std::string_view package = "libzelimaging-documents0";
 
 struct ChosenProgram {
     std::mutex mutex;

@@ -6,8 +6,8 @@
 // Pages of PDF documents and vector drawings as pictures. A page of w × h points as displayed (crop box, turn) gives
 // w × f by h × f pixels, truncated, with f = dpi ÷ (72 × display scale), on transparent paper. Documents are rendered
 // by a process of their own, which ends with the call; absent results and what is skipped say why (`missingPart` where
-// the package libzelimaging-documents0 is not installed, `unsupported` for a password, `limit` for a page that takes longer
-// than `ZelLimits::decodeTime` or is too large).
+// the package libzelimaging-documents0 is not installed, `unsupported` for a password, `limit` for a page that takes
+// longer than `ZelLimits::decodeTime` or is too large).
 namespace zel {
 
 /// Label of `pdfDocumentToZelImages`; the resolution in dots an inch, at most 9600.

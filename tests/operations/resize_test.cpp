@@ -165,9 +165,8 @@ TEST(Resize, FillsTheReceiversExpressionAndReadsFromIt)
 
 TEST(Resize, ExpressionsKeepFractions)
 {
-    const auto stretched = resized(CIImage::make(flat(100, 50, {})), {.to = {33.25, 16.5}});
-    EXPECT_NEAR(stretched->extent().width(), 33.25, 1e-9);
-    EXPECT_NEAR(stretched->extent().height(), 16.5, 1e-9);
+    for (const CGSize size : {CGSize{33.25, 16.5}, {15.25, 1}, {100.1, 0.7}}) // 15.25 ÷ 7 × 7 is not 15.25
+        EXPECT_EQ(resized(CIImage::make(flat(7, 49, {})), {.to = size})->extent(), (CGRect{{0, 0}, size}));
     EXPECT_EQ(resized(nullptr, {.to = {1, 1}}), nullptr);
 }
 

@@ -159,6 +159,7 @@ TEST(Resize, FillsTheReceiversExpressionAndReadsFromIt)
     ASSERT_NE(image->ciImage_, nullptr);
     image->cgImage = nullptr; // the expression alone is enough
     EXPECT_NE(resize(image, {.to = {2, 2}}), nullptr);
+    EXPECT_EQ(pixelAt(*ZelImageHelper::reduceImageTo1x1Pixels(image)->cgImage, 0, 0), (Rgba{40, 80, 120, 255}));
     EXPECT_EQ(thumbSize({.size = {100, 50}, .maxSide = 33}), (CGSize{33, 16.5}));
     EXPECT_EQ(aspectRatio(picture(300, 200)), 1.5);
 }

@@ -165,8 +165,10 @@ Ref<ZelImage> resizeImage_v3(const Ref<ZelImage>& image, ImageSize what)
 Ref<ZelImage> resizeImage_v4(const Ref<ZelImage>& image, ImageSize what)
 {
     Console::print("resizeImage_v4");
-    if (!image)
-        return failAbsentInput("resizeImage_v4");
+    if (!image || !image->image) {
+        (void)failAbsentInput("resizeImage_v4");
+        return image;
+    }
     Ref<const CGImage> pixels = image->cgImage ? image->cgImage : image->image->cgImage();
     const Ref<NSImage> result = makeTargetImage(what.size, what.size);
     Draw::start(result);

@@ -61,6 +61,7 @@ TEST(Bitmap, BlankOnesTellTheirDimensions)
         EXPECT_TRUE(none.bytes().empty());
         EXPECT_EQ(none.cgImage(), nullptr);
         EXPECT_EQ(none.zelImage(), nullptr);
+        EXPECT_EQ(none.height(), width == 0 ? height : 0);
         none.fill({.colorRed = 1}, 2, 3); // no pixels, no harm
         none.fillAlpha();
         none.lightDarkGate({.threshold = 0.5});
@@ -175,7 +176,8 @@ TEST(Bitmap, FillsWhatItIsTold)
     bitmap.fillAlpha();
     EXPECT_EQ(bitmap.getPixelZelColor255({.x = 2, .y = 0}), ZelColor255(5, 6, 7, {.a = 255}));
     bitmap.fillRect(rect(-5, -5, INT64_MAX, INT64_MAX), {.toColor = ZelColor(1, 1, 1)});
-    bitmap.fillRect(rect(1, 1, INT64_MAX, INT64_MIN), {.toColor = ZelColor(0, 0, 0)});
+    for (const std::int64_t corner : {1LL, -5LL})
+        bitmap.fillRect(rect(corner, corner, INT64_MAX, INT64_MIN), {.toColor = ZelColor(0, 0, 0)});
     EXPECT_EQ(bitmap.getPixelLuminance({.x = 2, .y = 1}), 255);
 }
 

@@ -35,6 +35,10 @@ TEST(Image, WithoutAuxiliaryFormsHasNoPixelsUntilSetSize)
     image->setSize();
     ASSERT_NE(image->cgImage, nullptr);
     EXPECT_EQ(image->size, (CGSize{30, 20}));
+    image->image = nullptr;
+    image->size = {};
+    image->setSize(); // the pixels alone count
+    EXPECT_EQ(image->size, (CGSize{30, 20}));
 }
 
 TEST(Image, BlankOnesFollowTheDisplayScale)

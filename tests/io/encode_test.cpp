@@ -138,6 +138,10 @@ TEST(Savers, LeaveNothingAfterAFailure)
         EXPECT_FALSE(save(textured(4, 4), URL::file(folder / "sub")));
         EXPECT_TRUE(std::filesystem::is_directory(folder / "sub"));
     }
+    const auto bare = textured(4, 4);
+    bare->image = nullptr; // hosts may set it
+    EXPECT_FALSE(pngData(bare));
+    EXPECT_FALSE(ZelImageHelper::saveToTIFF(bare, {.toUrl = URL::file(file)}));
     test::PrintedLines quiet;
     std::ofstream(file) << "an older file";
     EXPECT_FALSE(saveToJpeg(textured(64, 64), {.toUrl = URL::file(file), .maxSize = 20})); // smaller than any JPEG

@@ -159,15 +159,15 @@ TEST(Resize, FillsTheReceiversExpressionAndReadsFromIt)
     ASSERT_NE(image->ciImage_, nullptr);
     image->cgImage = nullptr; // the expression alone is enough
     EXPECT_NE(resize(image, {.to = {2, 2}}), nullptr);
+    EXPECT_EQ(pixelAt(*ZelImageHelper::reduceImageTo1x1Pixels(image)->cgImage, 0, 0), (Rgba{40, 80, 120, 255}));
     EXPECT_EQ(thumbSize({.size = {100, 50}, .maxSide = 33}), (CGSize{33, 16.5}));
     EXPECT_EQ(aspectRatio(picture(300, 200)), 1.5);
 }
 
 TEST(Resize, ExpressionsKeepFractions)
 {
-    const auto stretched = resized(CIImage::make(flat(100, 50, {})), {.to = {33.25, 16.5}});
-    EXPECT_NEAR(stretched->extent().width(), 33.25, 1e-9);
-    EXPECT_NEAR(stretched->extent().height(), 16.5, 1e-9);
+    for (const CGSize size : {CGSize{33.25, 16.5}, {15.25, 1}, {100.1, 0.7}}) // 15.25 ÷ 7 × 7 is not 15.25
+        EXPECT_EQ(resized(CIImage::make(flat(7, 49, {})), {.to = size})->extent(), (CGRect{{0, 0}, size}));
     EXPECT_EQ(resized(nullptr, {.to = {1, 1}}), nullptr);
 }
 

@@ -105,6 +105,8 @@ TEST(Split, LaysTilesAsDescribed)
          "0,0 1x1; 1,0 1x1; 2,0 1x1"},
         {"within a bound", 100, 10, [](auto& i) { return boundedSplit(i, {.toWidth = 30, .max = true}); },
          "0,0 25x10; 25,0 25x10; 50,0 25x10; 75,0 25x10"},
+        {"a bound below a pixel", 3, 1, [](auto& i) { return boundedSplit(i, {.toWidth = 0.4, .max = true}); },
+         "0,0 1x1; 1,0 1x1; 2,0 1x1"},
         {"a bound that divides", 90, 10, [](auto& i) { return boundedSplit(i, {.toWidth = 30, .max = true}); },
          "0,0 30x10; 30,0 30x10; 60,0 30x10"},
         {"no bound", 100, 10, [](auto& i) { return boundedSplit(i, {.toWidth = 60, .height = 9, .maxHeight = true}); },

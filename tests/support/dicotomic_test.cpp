@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 
 namespace zel {
 namespace {
@@ -64,6 +65,26 @@ TEST(Dicotomic, EndsWithoutAToleranceToStopAt)
                                             .calculation = [](double x) { return 1000 * x; }}
                    .search({.minIndex = 0.5})),
               0.703125);
+    // Ends between which nothing lies: a midpoint that is no number would be split for ever.
+    const double endless = std::numeric_limits<double>::infinity(), most = std::numeric_limits<double>::max();
+    const std::pair<double, double> ends[] = {{-endless, endless}, {0, endless}, {std::nan(""), 1}, {most, most / 2}};
+    for (const auto& [first, last] : ends) {
+        const double found = search.search({.minIndex = first, .maxIndex = last});
+        EXPECT_TRUE(found == first || found == last) << first << ", " << last;
+    }
+}
+
+TEST(Dicotomic, TellsWholeNumbersAsSuch)
+{
+    test::PrintedLines printed;
+    const ZelDicotomic<int, double> search{.minIndexValue = 0,
+                                           .maxIndexValue = 100,
+                                           .target = 33,
+                                           .tolerance = 0,
+                                           .indexTolerace = 1,
+                                           .calculation = [](int x) { return x; }};
+    EXPECT_EQ(search.search(), 33);
+    EXPECT_EQ(printed.lines()[1], "ZelDicotomic: 0 - 50");
 }
 
 } // namespace

@@ -44,8 +44,14 @@ ZelImageBitmapRGBA::Rect::Rect(const CGRect& rect) : Rect(rect.origin, rect.size
 ZelImageBitmapRGBA::ZelImageBitmapRGBA(std::int64_t width, std::int64_t height)
     : bytes_(std::make_shared<std::vector<std::uint8_t>>())
 {
+    // A size like any other, of no pixels.
+    if (width >= 0 && height >= 0 && (width == 0 || height == 0)) {
+        width_ = width;
+        height_ = height;
+        return;
+    }
     const auto bytes = checkedBytes(width, height, 4, 1);
-    if (!bytes || !withinOperationLimits({static_cast<CGFloat>(width), static_cast<CGFloat>(height)}, 4, "bitmap"))
+    if (!withinOperationLimits({static_cast<CGFloat>(width), static_cast<CGFloat>(height)}, 4, "bitmap") || !bytes)
         return;
     try {
         bytes_->resize(*bytes);
@@ -186,9 +192,9 @@ void ZelImageBitmapRGBA::fillRect(const Rect& rect, ToColor color)
     PerfAn::start("ZelImageBitmap.fillRect ()");
     // An end that does not fit in 64 bits lies beyond every bitmap.
     const auto endOf = [](std::int64_t origin, std::int64_t length, std::int64_t bound) {
-        return length > 0 && origin > std::numeric_limits<std::int64_t>::max() - length
-                   ? bound
-                   : std::min(bound, origin + length);
+        if (length <= 0)
+            return origin;
+        return origin > std::numeric_limits<std::int64_t>::max() - length ? bound : std::min(bound, origin + length);
     };
     const std::int64_t right = endOf(rect.origin.x, rect.size.width, width_);
     const std::int64_t far = endOf(rect.origin.y, rect.size.height, height_);

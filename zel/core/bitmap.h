@@ -116,7 +116,7 @@ public:
     explicit ZelImageBitmapRGBA(const Ref<ZelImage>& image);
     /// Of the context's size, stored upside down.
     explicit ZelImageBitmapRGBA(const ZelContextImage& context);
-    /// Transparent black, or opaque black; tells its dimensions on the console. Sides below 1, or more pixels than
+    /// Transparent black, or opaque black; tells its dimensions on the console. Sides below 0, or more pixels than
     /// `operationBytes` allows, give a bitmap of 0 × 0 (noted).
     explicit ZelImageBitmapRGBA(Dimensions dimensions);
 

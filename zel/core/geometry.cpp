@@ -19,8 +19,7 @@ std::uint64_t magnitude(std::int64_t value)
 
 std::string reduced(std::int64_t value, std::uint64_t divisor)
 {
-    const std::uint64_t part = divisor == 0 ? 0 : magnitude(value) / divisor;
-    return fmt::format("{}{}", value < 0 ? "-" : "", part);
+    return fmt::format("{}{}", value < 0 ? "-" : "", magnitude(value) / divisor);
 }
 
 } // namespace
@@ -165,6 +164,8 @@ std::string getReadableImageSize(OfUrl file)
 std::string getReadableRatio(OfSize size)
 {
     const std::int64_t width = truncated(size.of.width), height = truncated(size.of.height);
+    if (width == height)
+        return width == 0 ? "0:0" : "1:1"; // also below 0, where one sign cancels the other
     const std::uint64_t divisor = std::gcd(magnitude(width), magnitude(height));
     return reduced(width, divisor) + ':' + reduced(height, divisor);
 }

@@ -98,7 +98,7 @@ ZEL_API std::string getReadableImageSize(OfSize size);
 ZEL_API std::string getReadableImageSize(OfImage image);
 ZEL_API std::string getReadableImageSize(OfUrl file);
 /// "16:9", sides truncated and reduced exactly; empty where there is no image. A side of 0 beside another gives "1:0"
-/// or "0:1", two give "0:0"; signs are kept.
+/// or "0:1", two give "0:0"; signs are kept, but equal sides are always "1:1".
 ZEL_API std::string getReadableRatio(OfSize size);
 ZEL_API std::string getReadableRatio(OfImage image);
 ZEL_API std::string getReadableRatio(OfUrl file);

@@ -33,7 +33,7 @@ Ref<const CGImage> bitmapOf(const NSImage& image)
 /// The common end of the constructions: pixels and their size.
 bool complete(ZelImage& image)
 {
-    if (!image.cgImage)
+    if (!image.cgImage && image.image)
         image.cgImage = bitmapOf(*image.image);
     if (!image.cgImage)
         return false;
@@ -81,8 +81,7 @@ Ref<NSBitmapImageRep> ZelImage::bitmapRep()
 
 void ZelImage::setSize()
 {
-    if (image)
-        complete(*this);
+    complete(*this);
 }
 
 void ZelImage::getFrame() {}

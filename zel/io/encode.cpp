@@ -67,6 +67,8 @@ bool saveJpeg(std::optional<Data> bytes, std::optional<std::int64_t> dpi, const 
 
 std::optional<Data> tiffData(const Ref<ZelImage>& image)
 {
+    if (!image->image)
+        return failAbsentInput("encode TIFF");
     const Ref<const CGImage> pixels = image->image->cgImage();
     if (!pixels)
         return std::nullopt;
@@ -78,7 +80,7 @@ std::optional<Data> tiffData(const Ref<ZelImage>& image)
 
 std::optional<Data> pngData(const Ref<ZelImage>& image, PngSize points)
 {
-    if (!image)
+    if (!image || !image->image)
         return failAbsentInput("encode PNG");
     const Ref<const CGImage> pixels = image->image->cgImage();
     if (!pixels)

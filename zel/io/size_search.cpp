@@ -173,8 +173,9 @@ std::optional<Data> heifWithin(const Ref<ZelImage>& image, std::int64_t wanted, 
                                heif::Coding coding)
 {
     const auto makeEncoder = [&](const Ref<ZelImage>& current) { return heifEncoderOf(current, useAlpha, coding); };
-    return within<HeifEncoder>(image, wanted, rule, makeEncoder,
-                               [](const ZelImage& current) { return current.image->size(); });
+    return within<HeifEncoder>(image, wanted, rule, makeEncoder, [](const ZelImage& current) {
+        return current.image ? current.image->size() : current.size;
+    });
 }
 
 } // namespace zel

@@ -85,10 +85,11 @@ Ref<ZelImage> key(const Ref<ZelImage>& image, KeyWith color)
 {
     if (!image)
         return failAbsentInput("key");
-    if (std::isnan(color.with.tolerance))
-        return fail(ZelFailureCode::invalidArgument, "key", "the tolerance is not a number");
+    // What goes is what is not farther than the tolerance, and nothing is farther than what is not a number.
+    const double tolerance =
+        std::isnan(color.with.tolerance) ? std::numeric_limits<double>::infinity() : color.with.tolerance;
     const engine::ColorKey colorKey{.color = bytesOf(color.with.color),
-                                    .mostSquare = engine::largestKeyedSquare(color.with.tolerance)};
+                                    .mostSquare = engine::largestKeyedSquare(tolerance)};
     return changed(image, "key", [&](const ConstPixels& from, const Pixels& to, PixelOrder order) {
         return engine::keyOut(from, to, order, colorKey);
     });

@@ -9,7 +9,7 @@ namespace zel {
 /// {"color":{…},"tolerance":0.05}, both required.
 struct ZelImage::KeyColor {
     ZelColor color{0, 0, 0, 1};
-    double tolerance = 0.05; ///< 442 and more key out everything, below 0 nothing
+    double tolerance = 0.05; ///< 442 and more, and not a number, key out everything, below 0 nothing
 };
 
 struct KeyWith {
@@ -27,8 +27,8 @@ struct SetColor {
 // alpha first. What the bytes of a colour above its alpha look like is up to whoever draws them.
 
 /// Alpha 0 where red, green and blue lie at most `tolerance` from the key's bytes, by the root of their squared
-/// differences; the colour bytes stay, and there is nothing between kept and gone. Absent without pixels, for a picture
-/// of less than a pixel, and for a tolerance that is not a number.
+/// differences; the colour bytes stay, and there is nothing between kept and gone. Absent without pixels and for a
+/// picture of less than a pixel.
 ZEL_API Ref<ZelImage> key(const Ref<ZelImage>& image, KeyWith color);
 /// Every pixel in one colour, its alpha as it was. `image` itself where that cannot be had (noted).
 ZEL_API Ref<ZelImage> fill(const Ref<ZelImage>& image, FillWith color);

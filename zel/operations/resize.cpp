@@ -2,6 +2,7 @@
 
 #include <zel/composition/canvas.h>
 #include <zel/core/geometry.h>
+#include <zel/platform/filters/expression.h>
 #include <zel/platform/foundation/console.h>
 #include <zel/platform/foundation/guards.h>
 #include <zel/platform/foundation/identifiers.h>
@@ -165,8 +166,10 @@ Ref<ZelImage> resizeImage_v3(const Ref<ZelImage>& image, ImageSize what)
 Ref<ZelImage> resizeImage_v4(const Ref<ZelImage>& image, ImageSize what)
 {
     Console::print("resizeImage_v4");
-    if (!image)
-        return failAbsentInput("resizeImage_v4");
+    if (!image || !image->image) {
+        (void)failAbsentInput("resizeImage_v4");
+        return image;
+    }
     Ref<const CGImage> pixels = image->cgImage ? image->cgImage : image->image->cgImage();
     const Ref<NSImage> result = makeTargetImage(what.size, what.size);
     Draw::start(result);
@@ -206,11 +209,15 @@ Ref<ZelImage> reduceImageToSize(const Ref<ZelImage>& image, TargetSize target)
 
 Ref<ZelImage> reduceImageTo1x1Pixels(const Ref<ZelImage>& image)
 {
-    if (!image || !image->cgImage) {
+    const Ref<const CIImage> expression = image ? image->ciImage() : nullptr;
+    if (!expression) {
         (void)failAbsentInput("reduce");
         return image;
     }
-    const auto mean = meanColor(*image->cgImage);
+    Ref<const CGImage> picture = untouchedSource(*expression);
+    if (!picture)
+        picture = getCGImage(expression);
+    const auto mean = picture ? meanColor(*picture) : std::nullopt;
     if (!mean)
         return image;
     std::vector<std::uint8_t> pixel;
@@ -219,7 +226,7 @@ Ref<ZelImage> reduceImageTo1x1Pixels(const Ref<ZelImage>& image)
     CGImage::Layout layout;
     layout.width = layout.height = 1;
     layout.alphaInfo = CGAlphaInfo::last;
-    layout.isGray = image->cgImage->layout().isGray;
+    layout.isGray = picture->layout().isGray;
     return makeZelImage(CGImage::make(layout, Data(std::move(pixel)), 4));
 }
 

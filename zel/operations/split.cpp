@@ -44,12 +44,13 @@ std::optional<CGFloat> sideFor(CGFloat whole, std::optional<std::int64_t> count)
     return divided(whole, {.by = *count});
 }
 
-/// The side of tiles that are as equal as can be and at most `bound` long; absent, noted, for a bound below 1.
+/// The side of tiles that are as equal as can be and at most `bound` long, or of a pixel; absent, noted, for a bound
+/// that is not above 0.
 std::optional<CGFloat> sideWithin(CGFloat whole, std::optional<CGFloat> bound, bool isMost)
 {
     if (!bound || !isMost)
         return bound.value_or(whole);
-    if (!(*bound >= 1))
+    if (!(*bound > 0))
         return fail(ZelFailureCode::invalidArgument, "split", fmt::format("no tile is within {} pixels", *bound));
     const CGFloat count = whole / *bound;
     return divided(whole, {.by = std::max<std::int64_t>(1, toInt(isInt(count) ? count : count + 1))});

@@ -22,6 +22,16 @@ CGPoint mapped(CGPoint point, const CGAffineTransform& map)
     return {map.a * point.x + map.c * point.y + map.tx, map.b * point.x + map.d * point.y + map.ty};
 }
 
+/// The same as a finite rectangle, but for what the arithmetic of maps left.
+bool isNear(const CGRect& rect, const CGRect& finite)
+{
+    const auto near = [](double value, double wanted) {
+        return std::fabs(value - wanted) <= 1e-12 * std::max(1.0, std::fabs(wanted));
+    };
+    return near(rect.minX(), finite.minX()) && near(rect.minY(), finite.minY()) && near(rect.maxX(), finite.maxX()) &&
+           near(rect.maxY(), finite.maxY());
+}
+
 /// A filter of neighbours looks beyond what it is asked for.
 bool seesNeighbours(const Filter& filter)
 {
@@ -122,6 +132,13 @@ Expression Expression::transformed(const CGAffineTransform& transform) const
 Expression Expression::cropped(const CGRect& rect) const
 {
     Expression result = *this;
+    if (isNear(extent, rect)) {
+        // Nothing is cut off; the sides are those that were asked for.
+        result.extent.size = {rect.width(), rect.height()};
+        if (filters.empty())
+            result.domain = result.extent;
+        return result;
+    }
     result.extent = intersection(extent, rect);
     result.isCropped = isCropped || !(result.extent == extent);
     if (!filters.empty())

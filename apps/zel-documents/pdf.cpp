@@ -24,7 +24,8 @@ public:
 
     Status status() const
     {
-        if (document_.status() == QPdfDocument::Status::Ready)
+        // Not its status: that counts a document as failed where one of the first two pages is missing.
+        if (document_.error() == QPdfDocument::Error::None)
             return Status::done;
         const bool locked = document_.error() == QPdfDocument::Error::IncorrectPassword ||
                             document_.error() == QPdfDocument::Error::UnsupportedSecurityScheme;
@@ -38,6 +39,8 @@ public:
         if (page < 0 || page >= pages())
             return std::nullopt;
         const QSizeF size = document_.pagePointSize(page);
+        if (!size.isValid())
+            return std::nullopt; // what the list of pages names is none
         return PointSize{size.width(), size.height()};
     }
 

@@ -111,10 +111,17 @@ TEST_F(Documents, PagesThatDoNotRenderAreSkipped)
     // At 72 dots an inch the second page has no pixel.
     const URL three =
         file("three.pdf", pdf({{"/MediaBox[0 0 30 10]"}, {"/MediaBox[0 0 10 0.5]"}, {"/MediaBox[0 0 20 10]"}}));
-    const auto list = pdfDocumentToZelImages({three, 72});
-    ASSERT_TRUE(list);
-    ASSERT_EQ(list->size(), 2U);
-    EXPECT_EQ((*list)[1]->size, (CGSize{20, 10}));
+    const std::string sides = "<</Type/Page/Parent 2 0 R/MediaBox[0 0 ";
+    const URL secondMissing = file(
+        "missing.pdf", test::pdfOf({"<</Type/Catalog/Pages 2 0 R>>", "<</Type/Pages/Kids[3 0 R 9 0 R 4 0 R]/Count 3>>",
+                                    sides + "30 10]>>", sides + "20 10]>>"}));
+    for (const URL& document : {three, secondMissing}) {
+        const auto list = pdfDocumentToZelImages({document, 72});
+        ASSERT_TRUE(list) << ZelFailure::last().message;
+        ASSERT_EQ(list->size(), 2U);
+        EXPECT_EQ((*list)[1]->size, (CGSize{20, 10}));
+    }
+    const URL none = file("none.pdf", pdf({}));
 
     std::vector<std::string> calls;
     const std::thread::id thread = std::this_thread::get_id();
@@ -131,11 +138,15 @@ TEST_F(Documents, PagesThatDoNotRenderAreSkipped)
     };
     using Calls = std::vector<std::string>;
     EXPECT_EQ(streamed(three, 72), (Calls{"0/3 30", "2/3 20", "done"}));
+    EXPECT_EQ(streamed(secondMissing, 72), (Calls{"0/3 30", "2/3 20", "done"}));
+    EXPECT_EQ(streamed(none, 72), Calls{"done"});
     EXPECT_EQ(streamed(three, 0), Calls{"done"});
     EXPECT_EQ(streamed(three, -5), Calls{"done"});
     EXPECT_EQ(streamed(file("no.pdf", "no document"), 72), Calls{"failed"});
     EXPECT_EQ(streamed(URL::file(folder_), 72), Calls{"failed"});
     EXPECT_EQ(pdfDocumentToZelImages({three, 0})->size(), 0U);
+    EXPECT_EQ(pdfDocumentToZelImages({none, 72}).value_or(std::vector<Ref<ZelImage>>(1)).size(), 0U);
+    EXPECT_EQ(pdfDocumentToZelImage({none, 0, 72}), nullptr);
 }
 
 TEST_F(Documents, APageWithoutEndIsSkipped)

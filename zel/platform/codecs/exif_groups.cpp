@@ -84,15 +84,14 @@ std::string textOf(const ExifEntry& entry, std::size_t from = 0)
     return toUtf8(text);
 }
 
-/// Degrees, minutes, seconds.
+/// Of degrees, minutes and seconds. The smallest part comes first, and nothing is rounded before the end: 151, 12 and
+/// 36 are 151.21 and not the value below.
 std::optional<double> degrees(const Numbers& parts)
 {
-    double sum = 0, unit = 1;
-    for (const double part : parts) {
-        sum += std::fabs(part) / unit;
-        unit *= 60;
-    }
-    return parts.size() <= 3 ? std::optional(sum) : std::nullopt;
+    long double sum = 0;
+    for (auto part = parts.rbegin(); part != parts.rend(); ++part)
+        sum = sum / 60 + std::fabs(*part);
+    return parts.size() <= 3 ? std::optional(static_cast<double>(sum)) : std::nullopt;
 }
 
 std::optional<PropertyValue> valueOf(const ExifEntry& entry, ExifIfd directory, ExifByteOrder order)

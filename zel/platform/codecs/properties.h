@@ -10,7 +10,8 @@ namespace zel {
 /// names, in "{GPS}" without "GPS" in front. Values: numbers of one value as integers, or as doubles where they are
 /// fractions; several values as a list; text without zeros and blanks at its end; GPS positions as degrees that are
 /// never negative, GPS time as "HH:MM:SS". Fractions with a denominator of 0 are absent, and so are maker's notes.
-/// Absent, with the reason noted, where the bytes are no picture. Of a JPEG the header alone is read; of other formats
+/// Where the picture's header is damaged, the groups alone, with a warning. Absent, with the reason noted, where there
+/// are none either, as in bytes that are no picture. Of a JPEG the header alone is read; of other formats
 /// no more pixels than the first rows are decoded.
 ZEL_API std::optional<PropertyDictionary> readProperties(const Ref<const ByteSource>& source);
 

@@ -80,6 +80,7 @@ int main(int count, char** arguments)
     zel::viewer::Appearance::apply(application);
     MainWindow window;
     window.show();
+    window.activateWindow(); // no window manager does it on this screen
     if (!QTest::qWaitForWindowActive(&window))
         std::cerr << "the window is not active\n";
     Photographer photographer(window, arguments[2]);

@@ -1,6 +1,8 @@
 #include "rows.h"
 
+#include <bit>
 #include <cstddef>
+#include <cstring>
 
 namespace zel::documents {
 namespace {
@@ -8,6 +10,20 @@ namespace {
 constexpr std::uint32_t componentOf(std::uint32_t word, unsigned shift)
 {
     return word >> shift & 255U;
+}
+
+/// 0xAARRGGBB with its bytes in the protocol's order.
+constexpr std::uint32_t inOrder(std::uint32_t word)
+{
+    if constexpr (std::endian::native == std::endian::big)
+        return std::rotl(word, 8);
+    else
+        return (word & 0xFF00FF00U) | (word >> 16 & 0xFFU) | (word & 0xFFU) << 16;
+}
+
+void storeOrdered(std::uint8_t* to, std::uint32_t word)
+{
+    std::memcpy(to, &word, sizeof word);
 }
 
 void store(std::uint8_t* to, std::uint32_t red, std::uint32_t green, std::uint32_t blue, std::uint32_t alpha)
@@ -18,27 +34,48 @@ void store(std::uint8_t* to, std::uint32_t red, std::uint32_t green, std::uint32
     to[3] = static_cast<std::uint8_t>(alpha);
 }
 
+/// Two sums of up to 255 * 255, in the halves of a word, each divided by 255 and rounded to nearest: exact there.
+constexpr std::uint32_t halvesBy255(std::uint32_t sums)
+{
+    sums += 0x00800080U;
+    return (sums + (sums >> 8 & 0x00FF00FFU)) >> 8 & 0x00FF00FFU;
+}
+
+/// One straight pixel, premultiplied or on paper. A clear one shows the paper: 255 * p / 255.
+void storeLaid(std::uint8_t* to, std::uint32_t word, Paper paper)
+{
+    const std::uint32_t alpha = word >> 24, behind = paper == noPaper ? 0 : 255 - alpha;
+    const auto laid = [&](unsigned shift) {
+        return halvesBy255((word >> shift & 0x00FF00FFU) * alpha + (paper >> shift & 0x00FF00FFU) * behind);
+    };
+    storeOrdered(to, inOrder((alpha + behind) << 24 | laid(0) | (laid(8) & 0xFFU) << 8));
+}
+
 } // namespace
 
 void takeStraightRow(const std::uint32_t* from, int width, Paper paper, std::uint8_t* to)
 {
-    for (const std::uint32_t* const end = from + width; from != end; ++from, to += 4) {
-        const std::uint32_t word = *from, alpha = word >> 24;
-        // Most of a page is either clear or covered.
-        if (alpha == 0) {
-            store(to, componentOf(paper, 16), componentOf(paper, 8), componentOf(paper, 0), paper >> 24);
-            continue;
+    constexpr int block = 16;
+    const std::uint32_t clear = inOrder(paper);
+    for (; width >= block; width -= block, from += block, to += 4 * block) {
+        // Most of a page is either covered or clear: blocks that are take no look at each pixel.
+        std::uint32_t every = ~0U, any = 0;
+        for (int i = 0; i < block; ++i) {
+            every &= from[i];
+            any |= from[i];
         }
-        if (alpha == 255) {
-            store(to, componentOf(word, 16), componentOf(word, 8), componentOf(word, 0), 255);
-            continue;
-        }
-        const std::uint32_t behind = paper == noPaper ? 0 : 255 - alpha;
-        const auto laid = [&](unsigned shift) {
-            return (componentOf(word, shift) * alpha + componentOf(paper, shift) * behind + 127) / 255;
-        };
-        store(to, laid(16), laid(8), laid(0), alpha + behind);
+        if (every >> 24 == 255)
+            for (int i = 0; i < block; ++i)
+                storeOrdered(to + 4 * i, inOrder(from[i]));
+        else if (any >> 24 == 0)
+            for (int i = 0; i < block; ++i)
+                storeOrdered(to + 4 * i, clear);
+        else
+            for (int i = 0; i < block; ++i)
+                storeLaid(to + 4 * i, from[i], paper);
     }
+    for (int i = 0; i < width; ++i)
+        storeLaid(to + 4 * i, from[i], paper);
 }
 
 void layRow(std::uint8_t* row, int width, Paper paper)

@@ -1,3 +1,4 @@
+#include <zel/engine/huge_pages.h>
 #include <zel/engine/pixel_buffer.h>
 
 #include <sys/mman.h>
@@ -30,10 +31,16 @@ std::size_t bytesOf(int width, int height, int bytesPerPixel)
     return bytes;
 }
 
+/// Of a large buffer: an end of more than half a huge page becomes a whole one.
+constexpr std::size_t mappedBytes(std::size_t bytes)
+{
+    return roundedUp(bytes, bytes % hugePage > hugePage / 2 ? hugePage : smallPage);
+}
+
 /// Maps more than is needed and gives back what lies before the first huge page's border and behind the end.
 std::uint8_t* mapHuge(std::size_t bytes)
 {
-    const std::size_t wanted = roundedUp(bytes, smallPage);
+    const std::size_t wanted = mappedBytes(bytes);
     const std::size_t mapped = wanted + hugePage - smallPage;
     void* start = ::mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (start == MAP_FAILED)
@@ -44,7 +51,7 @@ std::uint8_t* mapHuge(std::size_t bytes)
         ::munmap(first, skipped);
     if (mapped - skipped > wanted)
         ::munmap(first + skipped + wanted, mapped - skipped - wanted);
-    ::madvise(first + skipped, wanted, MADV_HUGEPAGE); // advice only: without huge pages it is merely slower
+    adviseHugePages(first + skipped, wanted);
     return first + skipped;
 }
 
@@ -62,7 +69,7 @@ void release(std::uint8_t* data, std::size_t bytes)
     if (data == nullptr)
         return;
     if (bytes >= mappedFrom)
-        ::munmap(data, roundedUp(bytes, smallPage));
+        ::munmap(data, mappedBytes(bytes));
     else
         std::free(data);
 }

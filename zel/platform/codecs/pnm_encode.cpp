@@ -1,4 +1,5 @@
 #include <zel/engine/convert_packed.h>
+#include <zel/engine/huge_pages.h>
 #include <zel/engine/parallel.h>
 #include <zel/platform/codecs/encode.h>
 #include <zel/platform/foundation/guards.h>
@@ -91,7 +92,10 @@ try {
     if (!bytes)
         return fail(ZelFailureCode::invalidArgument, "encode", "PNM: the picture is empty or too large");
     const std::string header = fmt::format("P6\n{} {}\n{}\n", layout.width, layout.height, depth == 2 ? 65535 : 255);
-    std::vector<std::uint8_t> file(header.size() + *bytes);
+    std::vector<std::uint8_t> file;
+    file.reserve(header.size() + *bytes);
+    engine::adviseHugePages(file.data(), file.capacity());
+    file.resize(header.size() + *bytes);
     std::memcpy(file.data(), header.data(), header.size());
     const std::size_t rowBytes = *bytes / static_cast<std::size_t>(layout.height);
     OpaqueRows opaque(layout);

@@ -11,6 +11,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstring>
 #include <limits>
 #include <mutex>
@@ -52,17 +54,39 @@ bool wantsRows(const Request& request)
 void takeRows(std::span<const std::uint8_t> from, const engine::Pixels& to, bool opaque)
 {
     const std::size_t rowBytes = to.rowBytes();
-    for (int y = 0; y < to.height; ++y) {
-        std::uint8_t* const row = to.row(y);
-        std::memcpy(row, from.data() + static_cast<std::size_t>(y) * rowBytes, rowBytes);
-        for (std::size_t x = 0; x < rowBytes; x += 4) {
-            if (opaque)
-                row[x + 3] = 255;
-            else
-                for (std::size_t component = 0; component < 3; ++component)
-                    row[x + component] = std::min(row[x + component], row[x + 3]);
+    const auto alpha = std::bit_cast<std::uint32_t>(std::array<std::uint8_t, 4>{0, 0, 0, 255});
+    const auto takeRow = [&](const std::uint8_t* source, std::uint8_t* row) {
+        if (opaque) {
+            for (std::size_t x = 0; x < rowBytes; x += 4) {
+                std::uint32_t pixel = 0;
+                std::memcpy(&pixel, source + x, sizeof pixel);
+                pixel |= alpha;
+                std::memcpy(row + x, &pixel, sizeof pixel);
+            }
+            return;
         }
-    }
+        std::memcpy(row, source, rowBytes);
+        for (std::size_t x = 0; x < rowBytes; x += 4)
+            for (std::size_t component = 0; component < 3; ++component)
+                row[x + component] = std::min(row[x + component], row[x + 3]);
+    };
+    engine::parallelFor(to.height, to.width, [&](int top, int bottom) {
+        for (int y = top; y < bottom; ++y)
+            takeRow(from.data() + static_cast<std::size_t>(y) * rowBytes, to.row(y));
+    });
+}
+
+/// While a process renders: fresh memory costs its first use, and so do the threads that fill it.
+void touch(const engine::Pixels& pixels)
+{
+    constexpr std::size_t memoryPage = 4096;
+    const std::size_t rowBytes = pixels.rowBytes();
+    engine::parallelFor(pixels.height, pixels.width, [&](int top, int bottom) {
+        std::uint8_t* const first = pixels.row(top);
+        const std::size_t bytes = static_cast<std::size_t>(bottom - top) * rowBytes;
+        for (std::size_t at = 0; at < bytes; at += memoryPage)
+            first[at] = 0;
+    });
 }
 
 bool startsDrawing(std::string_view text)
@@ -338,13 +362,18 @@ Ref<const CGImage> Document::render(int page, int width, int height, std::option
     layout.height = height;
     if (paper)
         layout.alphaInfo = CGAlphaInfo::noneSkipLast;
-    Process* by = nullptr;
-    if (!state_->answered(requestFor(page, width, height, paper), by))
+    const Request request = requestFor(page, width, height, paper);
+    Process* by = &state_->placeFor(request);
+    if (!by->has(request) && !by->isAtWork() && !state_->ask(*by, request))
         return nullptr;
-    by->done.reset();
     engine::PixelBuffer pixels(width, height);
     if (pixels.empty())
         return fail(ZelFailureCode::outOfMemory, operation, fmt::format("no memory for {} x {} pixels", width, height));
+    if (by->isAtWork())
+        touch(pixels.pixels());
+    if (!state_->answered(request, by))
+        return nullptr;
+    by->done.reset();
     takeRows(by->helper->rows(), pixels.pixels(), paper.has_value());
     return makeImage(layout, std::move(pixels));
 }

@@ -1,5 +1,6 @@
-#include <zel/engine/huge_pages.h>
 #include <zel/engine/pixel_buffer.h>
+
+#include <zel/engine/huge_pages.h>
 
 #include <sys/mman.h>
 

@@ -14,7 +14,7 @@ std::optional<PictureFacts> factsOf(const Ref<const ByteSource>& source, bool te
     ZelNote reason;
     {
         NotesOnTrial refusal;
-        const std::optional<PictureFacts> facts = pictureFacts(source);
+        std::optional<PictureFacts> facts = pictureFacts(source);
         if (facts || !tellsMore) {
             refusal.keep();
             return facts;

@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <isa-l/igzip_lib.h>
 #include <lcms2.h>
 #include <libdeflate.h>
 #include <png.h>
@@ -274,6 +275,28 @@ TEST(PngEncode, theSameBytesForAnyNumberOfThreadsAndWhereverRowsComeFrom)
             }
             engine::setConcurrency(0);
         }
+}
+
+TEST(PngEncode, compressionDoesNotDependOnWhatMemoryHeldBefore)
+{
+    Bytes content(300'000);
+    std::mt19937 random(5);
+    for (std::size_t i = 0; i < content.size(); ++i)
+        content[i] = static_cast<std::uint8_t>(random() % 9 + i / 4000 % 7);
+    Bytes first;
+    const std::uint16_t fillings[] = {0, 5, 9, 12};
+    for (const std::uint16_t before : fillings) {
+        {
+            // Freed at once: the stream's memory is taken from here.
+            const std::vector<std::uint16_t> dirty(sizeof(isal_zstream) / sizeof before, before);
+            ASSERT_EQ(dirty.back(), before);
+        }
+        png::Deflater deflater;
+        const auto part = deflater.fast(content, true);
+        if (first.empty())
+            first.assign(part.begin(), part.end());
+        EXPECT_TRUE(std::equal(part.begin(), part.end(), first.begin(), first.end())) << before;
+    }
 }
 
 TEST(PngEncode, whatCannotBeDecodedIsNotEncoded)

@@ -78,7 +78,7 @@ Deflater::~Deflater()
 std::size_t Deflater::runFast(std::span<const std::uint8_t> content, bool last, int level)
 {
     if (!stream_) {
-        stream_ = std::make_unique_for_overwrite<isal_zstream>();
+        stream_ = std::make_unique<isal_zstream>(); // cleared: what follows leaves `hist_bits`, its window, as it is
         levelMemory_ = std::make_unique_for_overwrite<std::uint8_t[]>(levelBytes);
     }
     if (outBytes_ < worstCase(content.size())) {

@@ -50,21 +50,17 @@ TEST(Dicotomic, FindsTheIndexOfTheNearestValue)
 TEST(Dicotomic, EndsWithoutAToleranceToStopAt)
 {
     test::PrintedLines quiet;
-    const ZelDicotomic<double, double> search{.minIndexValue = 0,
-                                              .maxIndexValue = 1,
-                                              .target = 333,
-                                              .tolerance = 0,
-                                              .indexTolerace = 0,
-                                              .calculation = [](double x) { return 1000 * x; }};
-    EXPECT_NEAR(search.search(), 0.333, 1e-12);
-    EXPECT_EQ((ZelDicotomic<double, double>{.minIndexValue = 0,
+    const auto searchFor = [](double target, double indexTolerace) {
+        return ZelDicotomic<double, double>{.minIndexValue = 0,
                                             .maxIndexValue = 1,
-                                            .target = 700,
+                                            .target = target,
                                             .tolerance = 0,
-                                            .indexTolerace = 0.01,
-                                            .calculation = [](double x) { return 1000 * x; }}
-                   .search({.minIndex = 0.5})),
-              0.703125);
+                                            .indexTolerace = indexTolerace,
+                                            .calculation = [](double x) { return 1000 * x; }};
+    };
+    const auto search = searchFor(333, 0);
+    EXPECT_NEAR(search.search(), 0.333, 1e-12);
+    EXPECT_EQ(searchFor(700, 0.01).search({.minIndex = 0.5}), 0.703125);
     // Ends between which nothing lies: a midpoint that is no number would be split for ever.
     const double endless = std::numeric_limits<double>::infinity(), most = std::numeric_limits<double>::max();
     const std::pair<double, double> ends[] = {{-endless, endless}, {0, endless}, {std::nan(""), 1}, {most, most / 2}};
@@ -77,12 +73,11 @@ TEST(Dicotomic, EndsWithoutAToleranceToStopAt)
 TEST(Dicotomic, TellsWholeNumbersAsSuch)
 {
     test::PrintedLines printed;
-    const ZelDicotomic<int, double> search{.minIndexValue = 0,
-                                           .maxIndexValue = 100,
-                                           .target = 33,
-                                           .tolerance = 0,
-                                           .indexTolerace = 1,
-                                           .calculation = [](int x) { return x; }};
+    ZelDicotomic<int, double> search{}; // from 0 on
+    search.maxIndexValue = 100;
+    search.target = 33;
+    search.indexTolerace = 1;
+    search.calculation = [](int x) { return x; };
     EXPECT_EQ(search.search(), 33);
     EXPECT_EQ(printed.lines()[1], "ZelDicotomic: 0 - 50");
 }

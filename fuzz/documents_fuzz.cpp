@@ -23,12 +23,13 @@ using documents::Request;
 using documents::Status;
 using fuzz::require;
 
-/// What the library asks, in turn: a size, a small page, a larger one, the small one again.
+/// What the library asks, in turn: a size, a small page, a larger one, rows longer than a band.
 Request requestOf(int turn)
 {
-    constexpr int sides[] = {0, 16, 300, 16};
+    constexpr int sides[] = {0, 16, 300, 70000};
     Request request;
     request.page = turn;
+    request.band = turn % 3;
     request.width = request.height = sides[turn % 4];
     return request;
 }
@@ -42,9 +43,10 @@ void checkAnswer(const Helper& helper, const Request& request, const Reply& repl
     if (request.width == 0 || reply.status != Status::done)
         return;
     require(reply.width == request.width && reply.height == request.height, "the sides that were asked for");
-    const auto bytes = static_cast<std::size_t>(request.width) * static_cast<std::size_t>(request.height) * 4;
-    require(helper.rows().size() >= bytes, "room for the rows");
-    require(std::count(helper.rows().begin(), helper.rows().end(), std::uint8_t{1}) == 0, "rows that can be read");
+    const auto bytes = static_cast<std::size_t>(request.width) * 4;
+    const auto band = helper.band(request);
+    require(band.size() >= bytes * static_cast<std::size_t>(documents::rowsOfBand(request.width)), "room for the rows");
+    require(std::count(band.begin(), band.end(), std::uint8_t{1}) == 0, "rows that can be read");
 }
 
 /// Messages of the lengths that the input gives; the other end leaves when it is used up.

@@ -20,8 +20,10 @@ public:
     virtual int pages() const = 0;
     /// As displayed: crop box, turn. Absent where the page is not there.
     virtual std::optional<PointSize> size(int page) = 0;
-    /// Fills `rows` (width × height × 4 bytes; RGBA, premultiplied) with the whole page on the paper.
-    virtual bool render(int page, int width, int height, Paper paper, std::span<std::uint8_t> rows) = 0;
+    /// Draws the whole page, and keeps it until the next one.
+    virtual bool render(int page, int width, int height) = 0;
+    /// A row of the page that was drawn, on the paper, as the protocol has it.
+    virtual void copyRow(int y, Paper paper, std::uint8_t* to) const = 0;
 };
 
 /// What opening gave: a document, or why there is none.

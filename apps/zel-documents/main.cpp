@@ -1,6 +1,7 @@
 #include "document.h"
 #include "lockdown.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
@@ -40,7 +41,7 @@ public:
         const auto size = static_cast<std::size_t>(facts.st_size);
         if (size != mapped_.size()) {
             unmap();
-            // What is written is written from end to end: all of its pages at once, without a fault for each.
+            // What is written is written again and again: all of its pages at once, without a fault for each.
             const int flags = (access_ & PROT_WRITE) != 0 ? MAP_SHARED | MAP_POPULATE : MAP_SHARED;
             void* memory = ::mmap(nullptr, size, access_, flags, descriptor_, 0);
             if (memory != MAP_FAILED)
@@ -77,7 +78,13 @@ bool hear(Request& request)
     }
 }
 
-Reply answer(Document& document, const Request& request, Mapping& rows)
+bool isOfSamePage(const Request& a, const Request& b)
+{
+    return a.page == b.page && a.width == b.width && a.height == b.height;
+}
+
+/// `drawn`: what was asked when a page was drawn last; without sides: nothing is drawn.
+Reply answer(Document& document, const Request& request, Mapping& rows, Request& drawn)
 {
     Reply reply;
     reply.pages = document.pages();
@@ -91,11 +98,21 @@ Reply answer(Document& document, const Request& request, Mapping& rows)
         reply.status = Status::done;
         return reply;
     }
-    const std::size_t bytes = static_cast<std::size_t>(request.width) * static_cast<std::size_t>(request.height) * 4;
     const std::span<std::uint8_t> memory = rows.reach();
-    if (memory.size() < bytes ||
-        !document.render(request.page, request.width, request.height, request.paper, memory.first(bytes)))
+    const std::int64_t rowsAtOnce = rowsOfBand(request.width), top = rowsAtOnce * request.band;
+    if (memory.size() < memoryFor(request.width) || top < 0 || top >= request.height)
         return reply;
+    if (!isOfSamePage(drawn, request)) {
+        drawn = {};
+        if (!document.render(request.page, request.width, request.height))
+            return reply;
+        drawn = request;
+    }
+    std::uint8_t* to = memory.data() + bandOffset(request.width, request.band);
+    for (std::int64_t y = top; y < std::min<std::int64_t>(request.height, top + rowsAtOnce); ++y) {
+        document.copyRow(static_cast<int>(y), request.paper, to);
+        to += 4 * static_cast<std::size_t>(request.width);
+    }
     reply.status = Status::done;
     reply.width = request.width;
     reply.height = request.height;
@@ -113,10 +130,11 @@ int serve(std::uint64_t seconds)
     first.pages = opened.document ? opened.document->pages() : 0;
     if (!say(first) || !opened.document)
         return 1;
-    Request request;
+    Request request, drawn;
     while (hear(request)) {
-        allowSeconds(seconds);
-        if (!say(answer(*opened.document, request, rows)))
+        if (request.band == 0)
+            allowSeconds(seconds);
+        if (!say(answer(*opened.document, request, rows, drawn)))
             return 1;
     }
     return 0;

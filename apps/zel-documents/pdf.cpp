@@ -44,26 +44,28 @@ public:
         return PointSize{size.width(), size.height()};
     }
 
-    bool render(int page, int width, int height, Paper paper, std::span<std::uint8_t> rows) override
+    bool render(int page, int width, int height) override
     {
+        drawn_ = {};
         if (page < 0 || page >= pages())
             return false;
         QPdfDocumentRenderOptions options;
         options.setRenderFlags(QPdfDocumentRenderOptions::RenderFlag::Annotations);
-        const QImage image = document_.render(page, QSize(width, height), options);
-        if (image.width() != width || image.height() != height || image.format() != QImage::Format_ARGB32)
-            return false;
+        drawn_ = document_.render(page, QSize(width, height), options);
+        return drawn_.width() == width && drawn_.height() == height && drawn_.format() == QImage::Format_ARGB32;
+    }
+
+    void copyRow(int y, Paper paper, std::uint8_t* to) const override
+    {
         // By hand: QImage would start threads to convert, and those need more of the system than is left here.
-        for (int y = 0; y < height; ++y)
-            takeStraightRow(reinterpret_cast<const QRgb*>(image.constScanLine(y)), width, paper,
-                            rows.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(width) * 4);
-        return true;
+        takeStraightRow(reinterpret_cast<const QRgb*>(drawn_.constScanLine(y)), drawn_.width(), paper, to);
     }
 
 private:
     QByteArray bytes_;
     QBuffer device_;
     QPdfDocument document_;
+    QImage drawn_;
 };
 
 // The smallest document, so that everything is loaded before files are out of reach.
@@ -81,8 +83,7 @@ void prepare()
     static int count = 1;
     static const QCoreApplication application(count, arguments);
     const std::span bytes(reinterpret_cast<const std::uint8_t*>(emptyPage), sizeof emptyPage - 1);
-    std::uint8_t rows[4] = {};
-    PdfDocument(bytes).render(0, 1, 1, noPaper, rows);
+    PdfDocument(bytes).render(0, 1, 1);
 }
 
 Opened openDocument(std::span<const std::uint8_t> bytes)

@@ -17,6 +17,10 @@ struct Unref {
 };
 using Handle = std::unique_ptr<RsvgHandle, Unref>;
 
+struct Destroy {
+    void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
+};
+
 constexpr double unitsAnInch = 96; // of CSS
 
 /// Lengths come with what single precision left of them: 25.4 mm are 96 units.
@@ -65,26 +69,34 @@ public:
     int pages() const override { return 1; }
     std::optional<PointSize> size(int page) override { return page == 0 ? std::optional(size_) : std::nullopt; }
 
-    bool render(int page, int width, int height, Paper paper, std::span<std::uint8_t> rows) override
+    bool render(int page, int width, int height) override
     {
+        drawn_.reset();
         if (page != 0)
             return false;
-        std::fill(rows.begin(), rows.end(), std::uint8_t{0});
-        cairo_surface_t* surface =
-            cairo_image_surface_create_for_data(rows.data(), CAIRO_FORMAT_ARGB32, width, height, width * 4);
-        cairo_t* context = cairo_create(surface);
+        drawn_.reset(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height));
+        cairo_t* context = cairo_create(drawn_.get());
         cairo_scale(context, width / size_.width, height / size_.height);
         const RsvgRectangle all{0, 0, size_.width, size_.height};
         const bool rendered = cairo_status(context) == CAIRO_STATUS_SUCCESS &&
                               rsvg_handle_render_document(handle_.get(), context, &all, nullptr) != FALSE;
         cairo_destroy(context);
-        cairo_surface_finish(surface);
-        cairo_surface_destroy(surface);
-        // Stored blue, green, red, alpha on the machines that we know.
-        for (std::size_t at = 0; at + 4 <= rows.size(); at += 4)
-            std::swap(rows[at], rows[at + 2]);
-        layRow(rows.data(), width * height, paper);
+        cairo_surface_flush(drawn_.get());
         return rendered;
+    }
+
+    void copyRow(int y, Paper paper, std::uint8_t* to) const override
+    {
+        const int width = cairo_image_surface_get_width(drawn_.get());
+        const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(drawn_.get()));
+        const std::uint8_t* const row =
+            cairo_image_surface_get_data(drawn_.get()) + static_cast<std::size_t>(y) * stride;
+        const std::size_t bytes = 4 * static_cast<std::size_t>(width);
+        std::copy(row, row + bytes, to);
+        // Stored blue, green, red, alpha on the machines that we know.
+        for (std::size_t at = 0; at < bytes; at += 4)
+            std::swap(to[at], to[at + 2]);
+        layRow(to, width, paper);
     }
 
 private:
@@ -118,6 +130,7 @@ private:
 
     Handle handle_;
     PointSize size_;
+    std::unique_ptr<cairo_surface_t, Destroy> drawn_;
 };
 
 // Has a text and a picture, so that fonts, loaders and threads are there before files are out of reach.
@@ -132,9 +145,8 @@ void prepare()
     g_slist_free(gdk_pixbuf_get_formats());
     const std::span bytes(reinterpret_cast<const std::uint8_t*>(sample), sizeof sample - 1);
     SvgDocument document(bytes);
-    std::uint8_t rows[8 * 8 * 4] = {};
     if (document.isOpen())
-        document.render(0, 8, 8, noPaper, rows);
+        document.render(0, 8, 8);
 }
 
 Opened openDocument(std::span<const std::uint8_t> bytes)

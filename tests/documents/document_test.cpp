@@ -192,12 +192,11 @@ TEST(Helper, BelievesNobody)
     {
         const Stranger stranger;
         ASSERT_TRUE(stranger.helper);
-        EXPECT_TRUE(stranger.helper->rows().empty());
         ASSERT_TRUE(stranger.helper->ask(request));
         stranger.say(messageOf(good));
         EXPECT_EQ(stranger.wait(request, reply), Wait::answered);
-        EXPECT_GE(stranger.helper->rows().size(), 300U * 200U * 4U);
-        EXPECT_EQ(stranger.helper->rows().back(), 0) << "there without anybody writing";
+        EXPECT_GE(stranger.helper->band(request).size(), 300U * 200U * 4U);
+        EXPECT_EQ(stranger.helper->band(request).back(), 0) << "there without anybody writing";
         EXPECT_EQ(stranger.wait(request, reply), Wait::tooLong) << "silence";
     }
     {
@@ -292,6 +291,36 @@ TEST_F(RenderedDocument, BeginsAheadWhatIsAskedForNext)
         }
     }
     EXPECT_LE(ownProcesses().size(), 2U);
+}
+
+TEST_F(RenderedDocument, ComesInBandsThatShowNoSeam)
+{
+    // The page's left half is green in its lower half; red is all else.
+    const Ref<Document> document =
+        open(test::pdf({{"/MediaBox[0 0 8 8]", "1 0 0 rg 0 0 8 8 re f 0 1 0 rg 0 0 4 4 re f"}}));
+    ASSERT_TRUE(document);
+    const struct {
+        int width, height;
+    } sizes[] = {
+        {8, documents::rowsOfBand(8)},              // one band to the last row
+        {8, documents::rowsOfBand(8) + 1},          // and one row more
+        {6, 2 * documents::rowsOfBand(6) + 7},      // two and a bit
+        {40, 7 * documents::rowsOfBand(40) + 3},    //
+        {documents::rowsOfBand(1) + 100, 6},        // rows that are longer than a band
+        {2 * (documents::rowsOfBand(1) + 100), 10}, // yet longer ones
+        {8, 4},
+    };
+    for (const auto& size : sizes) {
+        const auto image = document->render(0, size.width, size.height, Document::Paper{0, 0, 255});
+        ASSERT_TRUE(image) << size.width << " x " << size.height << ": " << ZelFailure::last().message;
+        int wrong = 0;
+        for (int y = 0; y < size.height; ++y)
+            for (const int x : {0, size.width / 2 - 1, size.width / 2, size.width - 1})
+                wrong +=
+                    test::pixelAt(*image, x, y) != (x < size.width / 2 && y >= (size.height + 1) / 2 ? green : red);
+        const int between = size.height % 2 == 0 ? 0 : 2; // of a middle row that is half green
+        EXPECT_LE(wrong, between) << size.width << " x " << size.height;
+    }
 }
 
 TEST_F(RenderedDocument, ServesSeveralThreads)

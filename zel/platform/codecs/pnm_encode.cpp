@@ -93,7 +93,7 @@ try {
         return fail(ZelFailureCode::invalidArgument, "encode", "PNM: the picture is empty or too large");
     const std::string header = fmt::format("P6\n{} {}\n{}\n", layout.width, layout.height, depth == 2 ? 65535 : 255);
     std::vector<std::uint8_t> file;
-    file.reserve(header.size() + *bytes);
+    file.reserve(engine::hugeCapacity(header.size() + *bytes));
     engine::adviseHugePages(file.data(), file.capacity());
     file.resize(header.size() + *bytes);
     std::memcpy(file.data(), header.data(), header.size());

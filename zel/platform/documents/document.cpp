@@ -55,7 +55,9 @@ void takeRows(std::span<const std::uint8_t> from, const engine::Pixels& to, bool
 {
     const std::size_t rowBytes = to.rowBytes();
     const auto alpha = std::bit_cast<std::uint32_t>(std::array<std::uint8_t, 4>{0, 0, 0, 255});
-    const auto takeRow = [&](const std::uint8_t* source, std::uint8_t* row) {
+    for (int y = 0; y < to.height; ++y) {
+        const std::uint8_t* const source = from.data() + static_cast<std::size_t>(y) * rowBytes;
+        std::uint8_t* const row = to.row(y);
         if (opaque) {
             for (std::size_t x = 0; x < rowBytes; x += 4) {
                 std::uint32_t pixel = 0;
@@ -63,20 +65,16 @@ void takeRows(std::span<const std::uint8_t> from, const engine::Pixels& to, bool
                 pixel |= alpha;
                 std::memcpy(row + x, &pixel, sizeof pixel);
             }
-            return;
+            continue;
         }
         std::memcpy(row, source, rowBytes);
         for (std::size_t x = 0; x < rowBytes; x += 4)
             for (std::size_t component = 0; component < 3; ++component)
                 row[x + component] = std::min(row[x + component], row[x + 3]);
-    };
-    engine::parallelFor(to.height, to.width, [&](int top, int bottom) {
-        for (int y = top; y < bottom; ++y)
-            takeRow(from.data() + static_cast<std::size_t>(y) * rowBytes, to.row(y));
-    });
+    }
 }
 
-/// While a process renders: fresh memory costs its first use, and so do the threads that fill it.
+/// While a process renders: fresh memory costs its first use, and so do the threads that work on it later.
 void touch(const engine::Pixels& pixels)
 {
     constexpr std::size_t memoryPage = 4096;
@@ -102,7 +100,7 @@ struct Process {
     std::unique_ptr<Helper> helper; ///< null: not started, or ended
     bool isOpen = false;            ///< its first reply has been read
     std::optional<Request> asked;   ///< its answer has not been read
-    std::optional<Request> done;    ///< its rows have not been taken
+    std::optional<Request> done;    ///< its bands have not been taken
     Deadline deadline;              ///< of opening, then of what was asked
 
     [[nodiscard]] bool isAtWork() const { return asked.has_value(); }
@@ -134,6 +132,7 @@ struct Document::State {
     bool noteEnd(Process& process, Helper::Wait wait);
     Process& placeFor(const Request& request);
     bool answered(const Request& request, Process*& by);
+    bool take(Process& process, const engine::Pixels& to, bool opaque);
     void remember(int page, const Reply& reply);
 };
 
@@ -268,6 +267,29 @@ bool Document::State::answered(const Request& request, Process*& by)
     return (process.asked || ask(process, request)) && finish(process).has_value();
 }
 
+/// The bands of the page that is done, the next one on its way while one is taken. All in the time of one request.
+bool Document::State::take(Process& process, const engine::Pixels& to, bool opaque)
+{
+    Request request = *process.done;
+    const int step = documents::rowsOfBand(request.width);
+    const Deadline deadline;
+    for (int top = 0;; top += step, ++request.band) {
+        const bool isLast = to.height - top <= step;
+        Request next = request;
+        ++next.band;
+        if (!isLast && !ask(process, next))
+            return false;
+        takeRows(process.helper->band(request), to.rows(top, std::min(step, to.height - top)), opaque);
+        if (isLast) {
+            process.done.reset();
+            return true;
+        }
+        process.deadline = deadline;
+        if (!finish(process))
+            return false;
+    }
+}
+
 Document::Document() : state_(std::make_unique<State>()) {}
 Document::~Document() = default;
 
@@ -373,8 +395,8 @@ Ref<const CGImage> Document::render(int page, int width, int height, std::option
         touch(pixels.pixels());
     if (!state_->answered(request, by))
         return nullptr;
-    by->done.reset();
-    takeRows(by->helper->rows(), pixels.pixels(), paper.has_value());
+    if (!state_->take(*by, pixels.pixels(), paper.has_value()))
+        return nullptr;
     return makeImage(layout, std::move(pixels));
 }
 

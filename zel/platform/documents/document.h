@@ -47,7 +47,7 @@ public:
     /// of a colour. Null, noted, where that cannot be had.
     Ref<const CGImage> render(int page, int width, int height, std::optional<Paper> paper = {});
     /// Begins to render a page beside whatever the caller does next, where a process is idle; a `render` of the same
-    /// takes it over. Costs shared memory for a page.
+    /// takes it over. Costs the process memory for a page.
     void renderAhead(int page, int width, int height, std::optional<Paper> paper = {});
     /// Has the processes end, without waiting for that, where no more pages are expected soon: they take memory. What
     /// was begun ahead is lost; what is asked later starts them again.

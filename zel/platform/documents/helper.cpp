@@ -32,6 +32,8 @@ constexpr std::string_view programOf(Kind kind)
     return kind == Kind::pdf ? "zel-documents" : "zel-drawings";
 }
 
+constexpr std::uint64_t usualMemory = memoryFor(1); // for all but rows that are longer than a band
+
 constexpr std::string_view package = "libzelimaging-documents0";
 
 struct ChosenProgram {
@@ -127,9 +129,11 @@ int spawn(const std::string& program, std::array<std::string, argumentCount> arg
     for (std::size_t i = 0; i < arguments.size(); ++i)
         words[i + 1] = arguments[i].data();
     // Nothing of the host's environment: it may name modules, folders, displays.
-    // Pages are large pieces of memory, which huge pages give without a fault for each 4 KiB.
-    std::array<std::string, 4> settings = {"LC_ALL=C.UTF-8", "QT_LOGGING_RULES=*=false",
-                                           "G_MESSAGES_DEBUG=", "GLIBC_TUNABLES=glibc.malloc.hugetlb=1"};
+    // Pages are large pieces of memory, which huge pages give without a fault for each 4 KiB: pieces up to 32 MiB lie
+    // in the heap, which grows by whole huge pages, where a mapping for each would begin and end with small ones.
+    std::array<std::string, 4> settings = {
+        "LC_ALL=C.UTF-8", "QT_LOGGING_RULES=*=false",
+        "G_MESSAGES_DEBUG=", "GLIBC_TUNABLES=glibc.malloc.hugetlb=1:glibc.malloc.mmap_threshold=33554432"};
     std::array<char*, settings.size() + 1> environment{};
     std::transform(settings.begin(), settings.end(), environment.begin(),
                    [](std::string& text) { return text.data(); });
@@ -213,15 +217,31 @@ SharedBytes::~SharedBytes()
 
 bool Helper::makeMemory()
 {
-    memory_ = ::memfd_create("page", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    memory_ = ::memfd_create("rows", MFD_CLOEXEC | MFD_ALLOW_SEALING);
     return memory_ >= 0 && ::fcntl(memory_, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_SEAL) == 0;
+}
+
+bool Helper::growMemory(std::uint64_t bytes)
+{
+    if (bytes <= rows_.size())
+        return true;
+    if (::ftruncate(memory_, static_cast<off_t>(bytes)) != 0)
+        return false;
+    // The pages of memory are made here and now, while the process starts, and not when it writes its rows.
+    void* memory = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_POPULATE, memory_, 0);
+    if (memory == MAP_FAILED)
+        return false;
+    if (!rows_.empty())
+        ::munmap(rows_.data(), rows_.size());
+    rows_ = {static_cast<std::uint8_t*>(memory), bytes};
+    return true;
 }
 
 std::unique_ptr<Helper> Helper::over(int socket)
 {
     std::unique_ptr<Helper> helper(new Helper);
     helper->socket_ = socket;
-    return helper->makeMemory() ? std::move(helper) : nullptr;
+    return helper->makeMemory() && helper->growMemory(usualMemory) ? std::move(helper) : nullptr;
 }
 
 std::unique_ptr<Helper> Helper::start(Kind kind, const SharedBytes& bytes, std::string_view operation)
@@ -231,7 +251,7 @@ std::unique_ptr<Helper> Helper::start(Kind kind, const SharedBytes& bytes, std::
         return nullptr;
     std::unique_ptr<Helper> helper(new Helper);
     if (!helper->makeMemory())
-        return broken(operation, "no memory for pages");
+        return broken(operation, "no memory for rows");
     std::array<int, 2> ends = {-1, -1};
     if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
         return broken(operation, "no socket");
@@ -245,7 +265,7 @@ std::unique_ptr<Helper> Helper::start(Kind kind, const SharedBytes& bytes, std::
         return broken(operation, "no descriptor");
 
     const ZelLimits limits = ZelLimits::current();
-    // The document, a page in the renderer and the same in shared memory, and what is decoded on the way.
+    // The document, a page, and what is decoded on the way.
     constexpr std::uint64_t most = std::uint64_t{1} << 44;
     const std::uint64_t space = std::min(bytes.size() + 2 * std::min(limits.decodeBytes, most), most);
     const auto seconds = std::max<std::int64_t>(0, (limits.decodeTime.count() + 999) / 1000);
@@ -259,6 +279,8 @@ std::unique_ptr<Helper> Helper::start(Kind kind, const SharedBytes& bytes, std::
     }
     helper->process_ = process;
     helper->processDescriptor_ = static_cast<int>(::syscall(SYS_pidfd_open, process, 0U));
+    if (!helper->growMemory(usualMemory))
+        return broken(operation, "no memory for rows");
     return helper;
 }
 
@@ -286,27 +308,15 @@ Helper::~Helper()
     closeDescriptor(memory_);
 }
 
-bool Helper::mapRows(std::uint64_t bytes)
-{
-    if (bytes <= rows_.size())
-        return true;
-    // The pages of memory are made here and now, while the process renders, and not when it writes its rows.
-    void* memory = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_POPULATE, memory_, 0);
-    if (memory == MAP_FAILED)
-        return false;
-    if (!rows_.empty())
-        ::munmap(rows_.data(), rows_.size());
-    rows_ = {static_cast<std::uint8_t*>(memory), bytes};
-    return true;
-}
-
 bool Helper::ask(const Request& request)
 {
-    const auto bytes = request.width > 0 ? checkedBytes(request.width, request.height, 4, 1) : std::uint64_t{0};
-    if (!bytes || (*bytes > rows_.size() && ::ftruncate(memory_, static_cast<off_t>(*bytes)) != 0))
-        return false;
-    return ::send(socket_, &request, sizeof request, MSG_NOSIGNAL) == static_cast<ssize_t>(sizeof request) &&
-           mapRows(*bytes);
+    return (request.width < 1 || growMemory(memoryFor(request.width))) &&
+           ::send(socket_, &request, sizeof request, MSG_NOSIGNAL) == static_cast<ssize_t>(sizeof request);
+}
+
+std::span<const std::uint8_t> Helper::band(const Request& request) const
+{
+    return rows_.subspan(bandOffset(request.width, request.band), bandOffset(request.width, 1));
 }
 
 Helper::Wait Helper::answer(const Request& request, const Deadline& deadline, Reply& reply)

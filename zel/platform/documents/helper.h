@@ -52,21 +52,21 @@ public:
     Helper(const Helper&) = delete;
     Helper& operator=(const Helper&) = delete;
 
-    /// Has the process end without waiting for that: nothing more can be asked, and the rows are those of nobody.
+    /// Has the process end without waiting for that: nothing more can be asked, and the bands are those of nobody.
     void end();
-    /// Makes room for the rows and sends the request. False where the process is gone or there is no room.
+    /// Makes room for the band and sends the request. False where the process is gone or there is no room.
     bool ask(const Request& request);
     enum class Wait { answered, tooLong, gone };
     /// The answer to a request, or with a default one the first reply. Nothing more can be asked unless it `answered`.
     Wait answer(const Request& request, const Deadline& deadline, Reply& reply);
-    /// Begins with the rows of the last answer, width × height × 4 bytes, which the process could still change. Empty
-    /// before.
-    std::span<const std::uint8_t> rows() const { return rows_; }
+    /// The rows that an answer to this request brought, which the process could still change: as many as a band has,
+    /// the last ones of the page or not.
+    [[nodiscard]] std::span<const std::uint8_t> band(const Request& request) const;
 
 private:
     Helper() = default;
     bool makeMemory();
-    bool mapRows(std::uint64_t bytes);
+    bool growMemory(std::uint64_t bytes);
 
     int process_ = -1;
     int processDescriptor_ = -1;

@@ -1,6 +1,5 @@
 #include <zel/engine/huge_pages.h>
 
-#include <linux/mman.h>
 #include <sys/mman.h>
 
 #include <cstdint>
@@ -8,7 +7,8 @@
 namespace zel::engine {
 namespace {
 constexpr std::size_t huge = std::size_t{2} << 20;
-}
+constexpr int collapse = 25; // MADV_COLLAPSE since Linux 6.1, which the C library's header does not name everywhere
+} // namespace
 
 void adviseHugePages(void* start, std::size_t bytes)
 {
@@ -21,11 +21,9 @@ void adviseHugePages(void* start, std::size_t bytes)
     char* const first = static_cast<char*>(start) - before;
     const std::size_t whole = (before + bytes + page - 1) / page * page;
     ::madvise(first, whole, MADV_HUGEPAGE);
-#ifdef MADV_COLLAPSE
     // The heap has written its header, so that a small page is there already; it becomes part of a huge one.
     if (before > 0 && reinterpret_cast<std::uintptr_t>(first) % huge == 0 && whole >= huge)
-        ::madvise(first, huge, MADV_COLLAPSE);
-#endif
+        ::madvise(first, huge, collapse);
 }
 
 std::size_t hugeCapacity(std::size_t bytes)

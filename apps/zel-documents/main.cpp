@@ -5,6 +5,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <cstdlib>
 #include <cstring>
 #include <string_view>
 #include <sys/mman.h>
@@ -23,6 +24,15 @@ std::optional<std::uint64_t> number(std::string_view text)
     std::uint64_t value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     return error == std::errc{} && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
+}
+
+/// Has the heap go on behind a huge page at its border: it begins and has ended anywhere, and the first picture of a
+/// page would take small pages up to the border that follows.
+void beginHugePage()
+{
+    constexpr std::size_t huge = std::size_t{2} << 20;
+    if (void* const page = std::aligned_alloc(huge, huge); page != nullptr)
+        *static_cast<volatile char*>(page) = 0; // stays for good, which compilers would else see no use in
 }
 
 /// A descriptor's memory as far as it reaches now; empty where there is none.
@@ -152,6 +162,7 @@ int main(int argumentCount, char** arguments)
     if (!bytes || !seconds)
         return 2;
     prepare();
+    beginHugePage();
     if (!lockDown(*bytes))
         return 3;
     // What libraries would do at an orderly end is of no use to anybody.

@@ -132,7 +132,7 @@ int spawn(const std::string& program, std::array<std::string, argumentCount> arg
     // Pages are large pieces of memory, which huge pages give without a fault for each 4 KiB: pieces up to 32 MiB lie
     // in the heap, which grows by whole huge pages, where a mapping for each would begin and end with small ones.
     std::array<std::string, 4> settings = {
-        "LC_ALL=C.UTF-8", "QT_LOGGING_RULES=*=false",
+        "LC_CTYPE=C.UTF-8", "QT_LOGGING_RULES=*=false",
         "G_MESSAGES_DEBUG=", "GLIBC_TUNABLES=glibc.malloc.hugetlb=1:glibc.malloc.mmap_threshold=33554432"};
     std::array<char*, settings.size() + 1> environment{};
     std::transform(settings.begin(), settings.end(), environment.begin(),

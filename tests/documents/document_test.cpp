@@ -373,6 +373,18 @@ TEST_F(RenderedDocument, OutlivesItsProcesses)
     ASSERT_TRUE(rendered) << ZelFailure::last().message;
     EXPECT_EQ(test::pixelAt(*rendered, 3, 3), red);
     EXPECT_EQ(ownProcesses().size(), 1U) << "the ended one is gone";
+    // Between two bands: one is there already, the others are those of another process.
+    const int height = 5 * documents::rowsOfBand(40);
+    document->renderAhead(1, 40, height);
+    EXPECT_TRUE(document->pageSize(1)); // answered behind it, where there is one process
+    document->renderAhead(1, 40, height);
+    for (const pid_t process : ownProcesses())
+        ::kill(process, SIGKILL);
+    while (!ownProcesses().empty()) {}
+    const auto whole = document->render(1, 40, height);
+    ASSERT_TRUE(whole) << ZelFailure::last().message;
+    for (int y = 0; y < height; y += 100)
+        ASSERT_EQ(test::pixelAt(*whole, 20, y), green) << y;
 }
 
 TEST_F(RenderedDocument, GivesUpThePageThatTakesTooLong)

@@ -277,12 +277,17 @@ bool Document::State::take(Process& process, const engine::Pixels& to, bool opaq
         const bool isLast = to.height - top <= step;
         Request next = request;
         ++next.band;
-        if (!isLast && !ask(process, next))
-            return false;
+        const bool isAsked = !isLast && process.helper->ask(next);
         takeRows(process.helper->band(request), to.rows(top, std::min(step, to.height - top)), opaque);
-        if (isLast) {
-            process.done.reset();
+        process.done.reset();
+        if (isLast)
             return true;
+        if (isAsked) {
+            process.asked = next;
+        } else { // it has ended, and what it wrote last has been taken: another one goes on
+            ++ends;
+            if (!ask(process, next))
+                return false;
         }
         process.deadline = deadline;
         if (!finish(process))
